@@ -1,0 +1,37 @@
+# One entry point for building, running, testing and measuring verdanium.
+BUILD_DIR := build
+BIN_DIR   := $(BUILD_DIR)/bin/release
+XVFB      := xvfb-run -a -s "-screen 0 1280x1024x24"
+
+.PHONY: all deps configure build run test bench clean format
+
+all: build
+
+deps:
+	@./scripts/install-deps
+
+configure: deps
+	@cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+
+build: configure
+	@cmake --build $(BUILD_DIR)
+
+run: build
+	@if [ -z "$$DISPLAY" ]; then \
+	  echo "verdanium needs an X display, and DISPLAY is not set."; \
+	  echo "Run it from a desktop session, or under a virtual one: xvfb-run -a make run"; \
+	  exit 1; \
+	fi
+	@cd $(BIN_DIR) && ./verdanium
+
+test: build
+	@$(XVFB) ctest --test-dir $(BUILD_DIR) --output-on-failure -j2
+
+bench: build
+	@cd $(BIN_DIR) && $(XVFB) ./verdanium-bench
+
+clean:
+	@rm -rf $(BUILD_DIR)
+
+format:
+	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
