@@ -19,15 +19,15 @@ void handleMouseMotion(const MouseMotionEvent& motion, Scene& scene) {
     const std::int64_t lengthSquared = dx * dx + dy * dy;
     // The sensitivity is the single-precision 0.01, widened, so that the angle
     // matches what a float multiply would give.
-    const float angle = static_cast<float>(std::sqrt(static_cast<double>(lengthSquared)) *
-                                           static_cast<double>(0.01f));
+    const float angle =
+        static_cast<float>(std::sqrt(static_cast<double>(lengthSquared)) * static_cast<double>(0.01f));
     const Vec3 axis{static_cast<float>(motion.dy), static_cast<float>(motion.dx), 0.0f};
     scene.rotateCamera(axis, angle);
 }
 
 void dispatchEvent(const Event& event, Scene& scene, Renderer& renderer) {
     switch (event.kind) {
-    case EventKindKeyboard:
+    case EventKindKey:
         handleKeyboardEvent(event.keyboard, scene, renderer);
         break;
     case EventKindMouseButton:

@@ -13,7 +13,11 @@
 namespace verdanium {
 
 std::string frameTitle(std::int32_t frameMilliseconds) {
-    return "[" + std::to_string(frameMilliseconds) + " ms] " + gSettingNames[gCurrentSetting];
+    std::string title = "[";
+    title += std::to_string(frameMilliseconds);
+    title += " ms] ";
+    title += gSettingNames[gCurrentSetting];
+    return title;
 }
 
 FrameLoop::FrameLoop(Renderer& renderer_, Scene& scene_, std::function<double()> simulationSeconds_,

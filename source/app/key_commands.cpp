@@ -32,7 +32,9 @@ enum Setting : std::int32_t {
 constexpr std::array<const char*, kSettingCount> kSelectionKeys = {"R", "O", "T", "L", "C",
                                                                    "I", "N", "M", "B"};
 
-bool named(const KeyboardEvent& event, const char* name) { return std::strcmp(event.name, name) == 0; }
+bool named(const KeyboardEvent& event, const char* name) {
+    return std::strcmp(event.name, name) == 0;
+}
 
 // Movement keys write one component of the camera velocity on both edges, and
 // every edge makes the picture stale. Returns false if the key is no movement key.

@@ -11,7 +11,9 @@ const std::string* gDataPath = nullptr;
 const std::string* gEffectPath = nullptr;
 const std::time_t* gStartTime = nullptr;
 
-std::string joinPath(const std::string& a, const std::string& b) { return a + "/" + b; }
+std::string joinPath(const std::string& a, const std::string& b) {
+    return a + "/" + b;
+}
 
 ProgramPaths::ProgramPaths()
     : dataPath(joinPath(parentPath, "data/")), effectPath(joinPath(parentPath, "effect/")) {
@@ -41,8 +43,12 @@ std::time_t currentTime() {
 
 } // namespace
 
-StartTimestamp::StartTimestamp() : value(currentTime()) { gStartTime = &value; }
+StartTimestamp::StartTimestamp() : value(currentTime()) {
+    gStartTime = &value;
+}
 
-StartTimestamp::~StartTimestamp() { gStartTime = nullptr; }
+StartTimestamp::~StartTimestamp() {
+    gStartTime = nullptr;
+}
 
 } // namespace verdanium
