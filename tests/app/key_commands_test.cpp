@@ -33,7 +33,7 @@ protected:
         }
     }
 
-    Scene scene;
+    Scene scene{kEmptyScene};
     RecordingRenderer renderer;
 };
 
