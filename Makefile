@@ -16,12 +16,15 @@ configure: deps
 build: configure
 	@cmake --build $(BUILD_DIR)
 
-run: build
+# The display is checked before the build, so that a machine without one is told
+# at once rather than after a full build.
+run:
 	@if [ -z "$$DISPLAY" ]; then \
-	  echo "verdanium needs an X display, and DISPLAY is not set."; \
-	  echo "Run it from a desktop session, or under a virtual one: xvfb-run -a make run"; \
+	  echo "verdanium needs an X display, and DISPLAY is not set." >&2; \
+	  echo "Run it from a desktop session, or under a virtual one: xvfb-run -a make run" >&2; \
 	  exit 1; \
 	fi
+	@$(MAKE) --no-print-directory build
 	@cd $(BIN_DIR) && ./verdanium
 
 test: build
