@@ -53,12 +53,13 @@ bool entityOccludes(const Entity& entity, const Ray& worldRay) {
 }
 
 bool SceneBvh::intersect(const Ray& ray, Hit& hit) const {
-    return traverseNearest(nodes.data(), nodes.size(), ray, hit, [&](std::uint32_t index, std::uint8_t count) {
-        bool found = false;
-        for (std::uint32_t i = index; i < index + count; ++i)
-            found |= intersectEntity(*leafItems[i], ray, hit);
-        return found;
-    });
+    return traverseNearest(nodes.data(), nodes.size(), ray, hit,
+                           [&](std::uint32_t index, std::uint8_t count) {
+                               bool found = false;
+                               for (std::uint32_t i = index; i < index + count; ++i)
+                                   found |= intersectEntity(*leafItems[i], ray, hit);
+                               return found;
+                           });
 }
 
 bool SceneBvh::occluded(const Ray& ray) const {

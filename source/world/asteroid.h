@@ -9,7 +9,8 @@ namespace verdanium {
 // its own origin. No forces, no collisions, no bounds: it drifts for ever.
 class Asteroid : public Entity {
 public:
-    Asteroid(std::uint32_t keyCounter, std::shared_ptr<Geometry> geometry, const Vec3& velocity, const Vec3& spin);
+    Asteroid(std::uint32_t keyCounter, std::shared_ptr<Geometry> geometry, const Vec3& velocity,
+             const Vec3& spin);
 
     // transform := translation(step * velocity) * transform * rotation(spin, |spin| * step).
     // The translation acts in the world frame and the rotation about the

@@ -62,7 +62,8 @@ public:
     // placed asteroids and the ship, logging the two recreation lines. The
     // flight clock restarts at 0; the pause state, the key counter and the
     // background stay as they are.
-    void recreate(std::uint64_t objectCountExponent, std::uint64_t tesselationExponent, std::uint8_t leafSize);
+    void recreate(std::uint64_t objectCountExponent, std::uint64_t tesselationExponent,
+                  std::uint8_t leafSize);
 
     // The factories: each raises changeCount, makes the object with the key
     // counter as its entityId, stores it under the next key and hands it back.

@@ -53,7 +53,8 @@ void Scene::createAsteroid(std::shared_ptr<Entity>& out) {
 
     // The new-expression allocates before it evaluates its arguments, which puts
     // the discarded draw where it belongs.
-    std::shared_ptr<Asteroid> asteroid(new Asteroid(nextEntityKey, loadAfterDiscardedDraw(path), velocity, spin));
+    std::shared_ptr<Asteroid> asteroid(
+        new Asteroid(nextEntityKey, loadAfterDiscardedDraw(path), velocity, spin));
 
     Vec3 position;
     position.z = drawUniform() * 2000.0f - 100.0f;
@@ -97,7 +98,8 @@ void Scene::recreate(std::uint64_t objectCountExponent_, std::uint64_t tesselati
 
     // 32-bit shifts, with the shift count taken modulo 32 as the processor does.
     const std::uint32_t count = 4u << ((2u * static_cast<std::uint32_t>(objectCountExponent)) % 32u);
-    const std::uint32_t triangles = 4u << ((2u * static_cast<std::uint32_t>(tesselationExponent % 256)) % 32u);
+    const std::uint32_t triangles = 4u
+                                    << ((2u * static_cast<std::uint32_t>(tesselationExponent % 256)) % 32u);
     const float radius = static_cast<float>(4.0 / std::sqrt(static_cast<double>(count)));
     std::cout << "recreating scene with " << count << " objects of radius " << radius << " with " << triangles
               << " triangles each (" << triangles * count << " triangles in total)" << std::endl;

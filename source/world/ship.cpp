@@ -17,7 +17,8 @@ const Vec3 kZAxis{0.0f, 0.0f, 1.0f};
 
 } // namespace
 
-ShipEngine::ShipEngine(std::uint32_t keyCounter, Scene& scene, const std::string& directory, std::int32_t side_)
+ShipEngine::ShipEngine(std::uint32_t keyCounter, Scene& scene, const std::string& directory,
+                       std::int32_t side_)
     : Entity(keyCounter, Geometry::load(directory + "/" + kEngineFiles[side_ == 0 ? 0 : 1])), side(side_) {
     scene.createEntity(rotor, directory + "/EngineRotor.obj");
     setTransform(Transform{});

@@ -56,7 +56,8 @@ TEST_F(BackgroundTest, FaceCentresReadTheMiddleOfTheirFaces) {
                           {{0, -1, 0}, 10}, {{0, 0, 1}, 13}, {{0, 0, -1}, 16}};
     for (const Case& c : cases) {
         const Vec3 texel = radianceAlong(background, c.direction * 0.25f);
-        EXPECT_EQ(texel, (Vec3{c.row, 1, 7})) << c.direction.x << " " << c.direction.y << " " << c.direction.z;
+        EXPECT_EQ(texel, (Vec3{c.row, 1, 7}))
+            << c.direction.x << " " << c.direction.y << " " << c.direction.z;
     }
     // Ties: (1, 1, 0) on the +Y face at its u = 1 edge, which wraps to column 0;
     // (1, 0, 1) and (1, 1, 1) on the +Z face, the latter at its lower corner.

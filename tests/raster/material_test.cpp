@@ -32,9 +32,12 @@ ObjMaterial record(std::int32_t illum, const char* diffuseMap) {
 
 class MaterialTest : public ::testing::Test {
 protected:
-    void SetUp() override { VERDANIUM_REQUIRE_GL(); }
+    void SetUp() override {
+        VERDANIUM_REQUIRE_GL();
+        matte = GlslProgram::load(kMatteProgramDirectory);
+    }
 
-    const std::shared_ptr<GlslProgram> matte = GlslProgram::load(kMatteProgramDirectory);
+    std::shared_ptr<GlslProgram> matte;
 };
 
 TEST_F(MaterialTest, DefaultMaterialHasTheMatteProgramAndAFreshEmptyImage) {

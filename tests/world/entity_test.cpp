@@ -93,7 +93,8 @@ TEST_F(EntityTest, AsteroidDriftsInAStraightLineWhileTumbling) {
     EXPECT_NEAR(m.m[13], 20 + 0.02f * velocity.y, 1e-4f);
     EXPECT_NEAR(m.m[14], 30 + 0.02f * velocity.z, 1e-4f);
     const float angle = length(asteroid.spin) * 0.01f;
-    Transform expected = makeTranslation({10 + 0.02f * velocity.x, 20 + 0.02f * velocity.y, 30 + 0.02f * velocity.z});
+    Transform expected =
+        makeTranslation({10 + 0.02f * velocity.x, 20 + 0.02f * velocity.y, 30 + 0.02f * velocity.z});
     expected *= makeRotation({1, 1, 0}, 0.4f);
     expected *= makeRotation(asteroid.spin, angle);
     expected *= makeRotation(asteroid.spin, angle);

