@@ -8,10 +8,15 @@ Asteroid::Asteroid(std::uint32_t keyCounter, std::shared_ptr<Geometry> geometry_
 
 void Asteroid::update(double step) {
     const float dt = static_cast<float>(step);
-    const float angle = length(spin) * dt;
+    if (!rotationValid_ || dt != rotationStep_ || spin != rotationSpin_) {
+        stepRotation_ = makeRotation(spin, length(spin) * dt);
+        rotationStep_ = dt;
+        rotationSpin_ = spin;
+        rotationValid_ = true;
+    }
     Transform moved = makeTranslation(velocity * dt);
     moved *= transform;
-    moved *= makeRotation(spin, angle);
+    moved *= stepRotation_;
     transform = moved;
 }
 

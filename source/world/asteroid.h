@@ -23,6 +23,17 @@ public:
     Vec3 velocity;
     // Axis of rotation, with the angular speed in radians per second as its length.
     Vec3 spin;
+
+private:
+    // The rotation of one step, makeRotation(spin, |spin| * step), remembered for
+    // the step and spin it was made for. The frame loop always steps by the same
+    // 0.01 s, so the rotation (the costliest part of an update, with its sine,
+    // cosine and square root) is made once per asteroid instead of once per
+    // step; the composed transform is bit for bit the same.
+    float rotationStep_ = 0.0f;
+    Vec3 rotationSpin_;
+    Transform stepRotation_;
+    bool rotationValid_ = false;
 };
 
 } // namespace verdanium

@@ -102,6 +102,17 @@ TEST_F(EntityTest, AsteroidDriftsInAStraightLineWhileTumbling) {
     expectNear(asteroid.transform.inverse, expected.inverse, 1e-5f);
     EXPECT_FALSE(asteroid.transform.singular);
 
+    // A new spin or another step size takes effect at once.
+    for (auto [spin, step] : {std::pair{Vec3{0, 0, 3}, 0.01}, std::pair{Vec3{0, 0, 3}, 0.05}}) {
+        asteroid.spin = spin;
+        const Transform before = asteroid.transform;
+        asteroid.update(step);
+        Transform turned = makeTranslation(velocity * static_cast<float>(step)) * before;
+        turned *= makeRotation(spin, 3.0f * static_cast<float>(step));
+        EXPECT_EQ(asteroid.transform.forward, turned.forward) << step;
+        EXPECT_EQ(asteroid.transform.inverse, turned.inverse) << step;
+    }
+
     // A singular transform stays singular: the law only composes into it.
     asteroid.transform = Transform(asteroid.transform.forward);
     asteroid.update(0.01);
