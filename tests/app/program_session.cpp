@@ -109,8 +109,9 @@ std::unique_ptr<VirtualDisplay> VirtualDisplay::start(std::string& whyNot) {
     std::vector<std::string> environment;
     for (char** entry = environ; *entry; ++entry)
         environment.emplace_back(*entry);
-    const int pid = spawn({"Xvfb", "-displayfd", "3", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"},
-                          environment, &actions);
+    const int pid =
+        spawn({"Xvfb", "-displayfd", "3", "-screen", "0", "1280x1024x24", "-nolisten", "tcp", "-noreset"},
+              environment, &actions);
     posix_spawn_file_actions_destroy(&actions);
     close(pipeEnds[1]);
     if (pid < 0) {
