@@ -1,5 +1,6 @@
 #include "tracer/recursive_path_tracer.h"
 
+#include "foundation/gl_error.h"
 #include "platform/window.h"
 
 #include <GL/glew.h>
@@ -35,7 +36,7 @@ RecursivePathTracer::RecursivePathTracer(Window& window_, const WindowSettings& 
     // The composite's quad and shader program are taken here, once they exist.
 
     resize(window.settings.width, window.settings.height);
-    // GAP: checkGlError("..\\source\\RecursivePathTracer(51)") once the GL error report exists.
+    checkGlError(gl_check_site::kRendererFrame51);
     if (srgbOutput)
         glEnable(GL_FRAMEBUFFER_SRGB);
     // Pixel rows are tightly packed Vec4s; no row padding on upload or read-back.
@@ -43,7 +44,7 @@ RecursivePathTracer::RecursivePathTracer(Window& window_, const WindowSettings& 
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
 
     // The composite's shader state is prepared here once it exists.
-    // GAP: checkGlError("..\\source\\RecursivePathTracer(105)") once the GL error report exists.
+    checkGlError(gl_check_site::kRendererFrame105);
 }
 
 // The textures and the framebuffer object are left to the GL context, which
@@ -75,7 +76,7 @@ void RecursivePathTracer::render(Scene& frameScene) {
     window.swapBuffers();
     if (window.pumpMessages)
         window.dispatchMessages();
-    // GAP: checkGlError("..\\source\\RecursivePathTracer(309)") once the GL error report exists.
+    checkGlError(gl_check_site::kRendererFrame309);
     dirty = false;
 }
 
