@@ -1,0 +1,196 @@
+#pragma once
+
+#include "foundation/math/vec3.h"
+#include "geometry/bounding_box.h"
+#include "geometry/triangle_ref.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace verdanium {
+
+class Geometry;
+struct Hit;
+struct Ray;
+
+// One node of a bounding volume hierarchy, the same at the mesh and at the scene level.
+//
+// Nodes stand in depth-first pre-order: the left child of an inner node at i is node i + 1, so only the right
+// child's position is stored. The six box floats lower x, y, z, upper x, y, z are adjacent, so that a slab
+// plane can be picked as plane(axis + 3 * sign) without a min/max per node.
+//
+// 32-byte aligned so that a node never straddles a cache line, and a parent and its left child share a line
+// half of the time.
+struct alignas(32) BvhNode {
+    Vec3 lower;
+    Vec3 upper;
+    // Inner node: position of the right child in the node array. Leaf: position of its first leaf item.
+    std::uint32_t index = 0;
+    // 0 for an inner node, else the number of items in the leaf (always 1 for a finished non-empty tree).
+    std::uint8_t count = 0;
+    // Inner node: split axis, 0 = x, 1 = y, 2 = z. Unused in a leaf.
+    std::uint8_t axis = 0;
+
+    // Box plane k of lower x, y, z, upper x, y, z. Read through the object representation: the layout is
+    // fixed by the static_asserts below, and it spares the traversal a chain of selects.
+    float plane(std::uint32_t k) const {
+        const auto* bytes = reinterpret_cast<const unsigned char*>(this);
+        return *reinterpret_cast<const float*>(bytes + k * sizeof(float));
+    }
+};
+static_assert(sizeof(Vec3) == 3 * sizeof(float), "the six box floats must be adjacent");
+static_assert(offsetof(BvhNode, upper) == 3 * sizeof(float), "upper must follow lower directly");
+static_assert(sizeof(BvhNode) == 32, "a node is six floats, an index, a count and an axis");
+
+// Build record of one mesh triangle.
+struct TrianglePrimitive {
+    // First corner in the mesh's positions; a multiple of 3.
+    std::uint32_t firstVertex = 0;
+    Vec3 lower;
+    Vec3 upper;
+    // Centre of the box (not the mean of the corners): the value the median split orders by.
+    Vec3 centroid;
+};
+
+// Makes the centre of a box per axis as 0.5 * upper + 0.5 * lower, the rule both levels share.
+inline Vec3 boxCentre(const Vec3& lower, const Vec3& upper) {
+    return Vec3{0.5f * upper.x + 0.5f * lower.x, 0.5f * upper.y + 0.5f * lower.y,
+                0.5f * upper.z + 0.5f * lower.z};
+}
+
+// The binary hierarchy of both levels: storage and the median build. A level fills `primitives` (records with
+// `lower`, `upper` and `centroid` members) and calls buildFromPrimitives; the traversals live in
+// bvh_traversal.h.
+//
+// Leaves hold exactly one item (the tree has 2n - 1 nodes for n >= 1); the split is the object median along
+// the longest axis of the centroids' box, with no surface-area heuristic.
+template <typename Primitive, typename LeafItem, typename Owner>
+class Bvh {
+public:
+    explicit Bvh(Owner* owner = nullptr) : owner(owner) {}
+
+    // The empty box; never updated, kept for layout only.
+    BoundingBox bounds;
+    // The object holding this tree, passed on by the traversal (the mesh of a triangle, the scene).
+    Owner* owner;
+    // Build records, left in the order the build permuted them into.
+    std::vector<Primitive> primitives;
+    std::vector<BvhNode> nodes;
+    // What the leaves refer to, in the final order of `primitives`.
+    std::vector<LeafItem> leafItems;
+
+    // Empties the three arrays but keeps their capacity, so that a rebuild (every step at the scene level)
+    // allocates nothing once the arrays have reached their size.
+    void clearKeepingCapacity() {
+        primitives.clear();
+        nodes.clear();
+        leafItems.clear();
+    }
+
+    // Builds `nodes` over all of `primitives` and then fills `leafItems` with itemOf(primitive) in the final
+    // order. A tree over no primitives is a single root with count 0 and the empty box, which no ray enters.
+    template <typename ItemOf>
+    void buildFromPrimitives(ItemOf itemOf) {
+        // Four per primitive, though only 2n - 1 are used: the array must never move during the recursion.
+        nodes.reserve(4 * primitives.size());
+        buildRange(0, primitives.size());
+        leafItems.reserve(primitives.size());
+        for (const Primitive& primitive : primitives)
+            leafItems.push_back(itemOf(primitive));
+    }
+
+private:
+    void buildRange(std::size_t first, std::size_t last) {
+        const std::size_t n = last - first;
+        const std::size_t self = nodes.size();
+        nodes.push_back(BvhNode{BoundingBox{}.lower, BoundingBox{}.upper, 0, 0, 0});
+
+        if (n <= 1) {
+            BoundingBox box;
+            for (std::size_t i = first; i < last; ++i)
+                box.extend(BoundingBox{primitives[i].lower, primitives[i].upper});
+            BvhNode& leaf = nodes[self];
+            leaf.lower = box.lower;
+            leaf.upper = box.upper;
+            leaf.count = static_cast<std::uint8_t>(n);
+            leaf.index = static_cast<std::uint32_t>(first);
+            return;
+        }
+
+        BoundingBox centroids;
+        for (std::size_t i = first; i < last; ++i)
+            centroids.extend(primitives[i].centroid);
+        const float ex = std::fabs(centroids.upper.x - centroids.lower.x);
+        const float ey = std::fabs(centroids.upper.y - centroids.lower.y);
+        const float ez = std::fabs(centroids.upper.z - centroids.lower.z);
+        // Ties leave x, and a tie of y and z goes to z: all extents equal (a single centroid) splits on z.
+        const std::uint8_t axis = (ex > ey && ex > ez) ? 0 : (ey <= ez ? 2 : 1);
+        nodes[self].axis = axis;
+
+        // Object median: the left side gets floor(n / 2). nth_element is the selection the tree is defined
+        // by; it is linear on average, where a full sort per level would make the build O(n log^2 n). The
+        // order it leaves within the halves has no meaning. The comparison puts NaN coordinates after all
+        // numbers so that it stays a strict weak ordering (a plain < on NaN would let the selection
+        // misbehave); on numbers it is exactly <.
+        const std::size_t mid = first + n / 2;
+        const auto key = [axis](const Primitive& p) {
+            return axis == 0 ? p.centroid.x : (axis == 1 ? p.centroid.y : p.centroid.z);
+        };
+        std::nth_element(primitives.begin() + first, primitives.begin() + mid, primitives.begin() + last,
+                         [&key](const Primitive& a, const Primitive& b) {
+                             const float ka = key(a);
+                             const float kb = key(b);
+                             return ka < kb || (!std::isnan(ka) && std::isnan(kb));
+                         });
+
+        buildRange(first, mid);
+        nodes[self].index = static_cast<std::uint32_t>(nodes.size());
+        buildRange(mid, last);
+
+        BoundingBox box{nodes[self + 1].lower, nodes[self + 1].upper};
+        const BvhNode& right = nodes[nodes[self].index];
+        box.extend(BoundingBox{right.lower, right.upper});
+        nodes[self].lower = box.lower;
+        nodes[self].upper = box.upper;
+    }
+};
+
+// What a mesh leaf tests, stored in leaf order beside the tree: the first corner and the two edges of the
+// triangle, made once at build time by exactly the subtractions the plain triangle test makes, so results
+// stay bit-identical. Keeping them in leaf order makes a leaf visit touch one contiguous record next to its
+// neighbours' instead of a leaf item plus three corners scattered through the mesh.
+struct LeafTriangle {
+    Vec3 a;
+    Vec3 edge1;
+    Vec3 edge2;
+    std::uint32_t firstVertex = 0;
+};
+
+// The hierarchy of one mesh: leaf items are first-vertex indices.
+class MeshBvh : public Bvh<TrianglePrimitive, std::uint32_t, const Geometry> {
+public:
+    explicit MeshBvh(const Geometry* owner = nullptr) : Bvh(owner) {}
+
+    // Builds over the triangles of the owner's positions from first to last (vertex 0 and numVertices for
+    // the whole mesh); both refer to the owner.
+    void build(TriangleRef first, TriangleRef last);
+    // Builds over all complete triangles of the given corner positions (three per triangle).
+    void build(std::span<const Vec3> positions);
+
+    // Nearest hit: true if a triangle at t within [ray.tMin, ray.tMax] and not beyond hit.t was struck; the
+    // hit then names the last such triangle tested at the smallest t. Returns false at once with no nodes.
+    bool intersect(const Ray& ray, Hit& hit) const;
+    // Any hit within [ray.tMin, ray.tMax].
+    bool occluded(const Ray& ray) const;
+
+private:
+    void buildOver(std::span<const Vec3> positions, std::size_t firstVertex, std::size_t lastVertex);
+
+    std::vector<LeafTriangle> leafTriangles;
+};
+
+} // namespace verdanium

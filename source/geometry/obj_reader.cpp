@@ -1,0 +1,368 @@
+// The OBJ half of the reader. The file is read twice: the first pass counts vertices, faces and groups
+// (and reads the material library), the second fills arrays of exactly the counted size.
+//
+// Tests look at the first one or two characters of a token only, and a face ends where fscanf stops at
+// the next line's first letter: there is no line structure beyond what skipping and fgets give.
+
+#include "geometry/obj_reader.h"
+#include "geometry/obj_reader_text.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace verdanium {
+
+using namespace obj_text;
+
+namespace {
+
+// The form of a face, decided by its first corner and kept for all of its corners.
+enum FaceForm {
+    FaceFormVertexNormal,         // "%d//%d"
+    FaceFormVertexTexCoordNormal, // "%d/%d/%d"
+    FaceFormVertexTexCoord,       // "%d/%d"
+    FaceFormVertex,               // "%d"
+};
+
+// One face corner; kinds the form does not give stay 0.
+struct Corner {
+    int vertex;
+    int texCoord;
+    int normal;
+};
+
+FaceForm faceFormOf(const char* token) {
+    int a, b, c;
+    if (std::strstr(token, "//"))
+        return FaceFormVertexNormal;
+    if (std::sscanf(token, "%d/%d/%d", &a, &b, &c) == 3)
+        return FaceFormVertexTexCoordNormal;
+    if (std::sscanf(token, "%d/%d", &a, &b) == 2)
+        return FaceFormVertexTexCoord;
+    return FaceFormVertex;
+}
+
+int parseCorner(const char* token, FaceForm form, Corner* corner) {
+    *corner = Corner{0, 0, 0};
+    switch (form) {
+    case FaceFormVertexNormal:
+        return std::sscanf(token, "%d//%d", &corner->vertex, &corner->normal);
+    case FaceFormVertexTexCoordNormal:
+        return std::sscanf(token, "%d/%d/%d", &corner->vertex, &corner->texCoord, &corner->normal);
+    case FaceFormVertexTexCoord:
+        return std::sscanf(token, "%d/%d", &corner->vertex, &corner->texCoord);
+    case FaceFormVertex:
+        break;
+    }
+    return std::sscanf(token, "%d", &corner->vertex);
+}
+
+// Returns what fscanf returns: the number of values converted, or EOF.
+int readCorner(FILE* file, FaceForm form, Corner* corner) {
+    *corner = Corner{0, 0, 0};
+    switch (form) {
+    case FaceFormVertexNormal:
+        return std::fscanf(file, "%d//%d", &corner->vertex, &corner->normal);
+    case FaceFormVertexTexCoordNormal:
+        return std::fscanf(file, "%d/%d/%d", &corner->vertex, &corner->texCoord, &corner->normal);
+    case FaceFormVertexTexCoord:
+        return std::fscanf(file, "%d/%d", &corner->vertex, &corner->texCoord);
+    case FaceFormVertex:
+        break;
+    }
+    return std::fscanf(file, "%d", &corner->vertex);
+}
+
+// Reads a face whose "f" token has just been read: the first corner as a token, which decides the form,
+// two more corners, then as many as convert. Calls `triangle(form, a, b, c)` for each triangle of the fan
+// around the first corner: a triangle's first corner is the first of the one before, its second the third of
+// the one before. Both passes read faces through here, so that they consume exactly the same text.
+template <typename TriangleSink>
+void readFace(FILE* file, TriangleSink&& triangle) {
+    char token[kBufferSize] = "";
+    readToken(file, token);
+    FaceForm form = faceFormOf(token);
+    Corner first, second, third;
+    parseCorner(token, form, &first);
+    readCorner(file, form, &second);
+    readCorner(file, form, &third);
+    triangle(form, first, second, third);
+    Corner next;
+    while (readCorner(file, form, &next) > 0) {
+        second = third;
+        third = next;
+        triangle(form, first, second, third);
+    }
+}
+
+// Reads a `g` line's name: the rest of the line with its last character (the newline) cut off, so that
+// the blank after `g` stays part of the name.
+void readGroupName(FILE* file, char* name) {
+    readRestOfLine(file, name);
+    size_t length = std::strlen(name);
+    if (length > 0)
+        name[length - 1] = '\0';
+}
+
+ObjGroup* findGroup(ObjModel* model, const char* name) {
+    for (ObjGroup* group = model->groups; group; group = group->next) {
+        if (std::strcmp(group->name, name) == 0)
+            return group;
+    }
+    return nullptr;
+}
+
+ObjGroup* glmAddGroup(ObjModel* model, const char* name) {
+    if (ObjGroup* group = findGroup(model, name))
+        return group;
+    ObjGroup* group = static_cast<ObjGroup*>(std::calloc(1, sizeof(ObjGroup)));
+    group->name = strdup(name);
+    group->next = model->groups;
+    model->groups = group;
+    ++model->groupCount;
+    return group;
+}
+
+void glmFirstPass(ObjModel* model, FILE* file) {
+    ObjGroup* group = glmAddGroup(model, "default");
+    uint32_t vertexCount = 0, normalCount = 0, texCoordCount = 0, triangleCount = 0;
+    char buffer[kBufferSize];
+    char word[kBufferSize];
+    while (readToken(file, buffer)) {
+        switch (buffer[0]) {
+        case 'v':
+            switch (buffer[1]) {
+            case '\0':
+                ++vertexCount;
+                break;
+            case 'n':
+                ++normalCount;
+                break;
+            case 't':
+                ++texCoordCount;
+                break;
+            default:
+                std::printf("glmFirstPass(): Unknown token \"%s\".\n", buffer);
+                std::exit(1);
+            }
+            skipLine(file);
+            break;
+        case 'm':
+            readRestOfLine(file, buffer);
+            if (firstWord(buffer, word)) {
+                std::free(model->materialLibrary);
+                model->materialLibrary = strdup(word);
+                glmReadMTL(model, word);
+            }
+            break;
+        case 'g':
+            readGroupName(file, buffer);
+            group = glmAddGroup(model, buffer);
+            break;
+        case 'f':
+            readFace(file, [&](FaceForm, const Corner&, const Corner&, const Corner&) {
+                ++triangleCount;
+                ++group->triangleCount;
+            });
+            break;
+        default:
+            skipLine(file);
+            break;
+        }
+    }
+    model->vertexCount = vertexCount;
+    model->normalCount = normalCount;
+    model->texCoordCount = texCoordCount;
+    model->triangleCount = triangleCount;
+    for (ObjGroup* each = model->groups; each; each = each->next) {
+        each->triangles = static_cast<uint32_t*>(std::malloc(sizeof(uint32_t) * (each->triangleCount + 1)));
+        each->capacity = each->triangleCount;
+        each->triangleCount = 0;
+    }
+}
+
+unsigned lineAtOffset(FILE* file, long offset) {
+    std::rewind(file);
+    unsigned line = 1;
+    for (long i = 0; i < offset; ++i) {
+        int c = std::getc(file);
+        if (c == EOF)
+            break;
+        if (c == '\n')
+            ++line;
+    }
+    return line;
+}
+
+// Indices are used as they stand to address the arrays, so one outside 1..count would reach memory that
+// isn't the model's. Such a file is as unusable as one that can't be opened, and ends the program alike.
+void checkIndex(ObjModel* model, FILE* file, long faceOffset, const char* kind, const char* kinds, int index,
+                uint32_t count) {
+    if (index >= 1 && uint32_t(index) <= count)
+        return;
+    std::fprintf(stderr, "error: \"%s\", line %u: %s index %d is out of range (the file has %u %s).\n",
+                 model->pathName, lineAtOffset(file, faceOffset), kind, index, count,
+                 count == 1 ? kind : kinds);
+    std::exit(1);
+}
+
+void checkCorner(ObjModel* model, FILE* file, long faceOffset, FaceForm form, const Corner& corner) {
+    checkIndex(model, file, faceOffset, "vertex", "vertices", corner.vertex, model->vertexCount);
+    if (form == FaceFormVertexTexCoordNormal || form == FaceFormVertexTexCoord) {
+        checkIndex(model, file, faceOffset, "texture coordinate", "texture coordinates", corner.texCoord,
+                   model->texCoordCount);
+    }
+    if (form == FaceFormVertexTexCoordNormal || form == FaceFormVertexNormal)
+        checkIndex(model, file, faceOffset, "normal", "normals", corner.normal, model->normalCount);
+}
+
+// Faces ahead of the first `g` line were counted for "default" but land in the newest group, which has no
+// room for them: grow it instead of writing past its end.
+void appendToGroup(ObjGroup* group, uint32_t triangle) {
+    if (group->triangleCount == group->capacity) {
+        group->capacity = group->capacity * 2 + 4;
+        group->triangles =
+            static_cast<uint32_t*>(std::realloc(group->triangles, sizeof(uint32_t) * group->capacity));
+    }
+    group->triangles[group->triangleCount++] = triangle;
+}
+
+// Reads up to `width` floats into element `next` of `array`, if the first pass counted room for it. A
+// line with fewer numbers leaves the others zero.
+void readElement(FILE* file, float* array, uint32_t& next, uint32_t count, int width) {
+    float values[3] = {0.0f, 0.0f, 0.0f};
+    if (width == 3)
+        std::fscanf(file, "%f %f %f", &values[0], &values[1], &values[2]);
+    else
+        std::fscanf(file, "%f %f", &values[0], &values[1]);
+    if (next <= count) {
+        std::memcpy(&array[width * next], values, sizeof(float) * width);
+        ++next;
+    }
+}
+
+void glmSecondPass(ObjModel* model, FILE* file) {
+    uint32_t material = 0;
+    ObjGroup* group = model->groups;
+    uint32_t nextVertex = 1, nextNormal = 1, nextTexCoord = 1, triangleCount = 0;
+    char buffer[kBufferSize];
+    char word[kBufferSize];
+    while (readToken(file, buffer)) {
+        switch (buffer[0]) {
+        case 'v':
+            if (buffer[1] == '\0')
+                readElement(file, model->vertices, nextVertex, model->vertexCount, 3);
+            else if (buffer[1] == 'n')
+                readElement(file, model->normals, nextNormal, model->normalCount, 3);
+            else if (buffer[1] == 't')
+                readElement(file, model->texCoords, nextTexCoord, model->texCoordCount, 2);
+            break;
+        case 'u': {
+            readRestOfLine(file, buffer);
+            if (!firstWord(buffer, word))
+                word[0] = '\0';
+            material = 0;
+            bool found = false;
+            for (uint32_t i = 0; i < model->materialCount && !found; ++i) {
+                const char* name = model->materials[i].name; // null only if a `newmtl` went unread
+                if (name && std::strcmp(name, word) == 0) {
+                    material = i;
+                    found = true;
+                }
+            }
+            if (!found)
+                std::printf("glmFindMaterial():  can't find material \"%s\".\n", word);
+            group->material = material;
+            break;
+        }
+        case 'g':
+            readGroupName(file, buffer);
+            // Both passes read group names alike, so the group exists; stay put if text changed under us.
+            if (ObjGroup* named = findGroup(model, buffer))
+                group = named;
+            group->material = material;
+            break;
+        case 'f': {
+            long faceOffset = std::ftell(file);
+            readFace(file, [&](FaceForm form, const Corner& a, const Corner& b, const Corner& c) {
+                const Corner* corners[3] = {&a, &b, &c};
+                for (const Corner* corner : corners)
+                    checkCorner(model, file, faceOffset, form, *corner);
+                // Only a file that changed between the passes could bring more faces than were counted.
+                if (triangleCount == model->triangleCount)
+                    return;
+                ObjTriangle& triangle = model->triangles[triangleCount];
+                for (int k = 0; k < 3; ++k) {
+                    triangle.vertexIndices[k] = uint32_t(corners[k]->vertex);
+                    triangle.texCoordIndices[k] = uint32_t(corners[k]->texCoord);
+                    triangle.normalIndices[k] = uint32_t(corners[k]->normal);
+                }
+                triangle.material = material;
+                appendToGroup(group, triangleCount);
+                ++triangleCount;
+            });
+            break;
+        }
+        case '#':
+        default:
+            skipLine(file);
+            break;
+        }
+    }
+}
+
+} // namespace
+
+ObjModel* glmReadOBJ(const char* path) {
+    FILE* file = openForReading(path);
+    if (!file) {
+        std::fprintf(stderr, "glmReadOBJ() failed: can't open data file \"%s\".\n", path);
+        std::exit(1);
+    }
+    ObjModel* model = static_cast<ObjModel*>(std::calloc(1, sizeof(ObjModel)));
+    model->pathName = strdup(path);
+
+    glmFirstPass(model, file);
+
+    // One spare element each: indices are 1-based and used as they stand. calloc keeps element 0, and
+    // anything a short line leaves unread, at zero.
+    model->vertices = static_cast<float*>(std::calloc(3 * (size_t(model->vertexCount) + 1), sizeof(float)));
+    model->triangles = static_cast<ObjTriangle*>(std::calloc(model->triangleCount + 1, sizeof(ObjTriangle)));
+    if (model->normalCount)
+        model->normals =
+            static_cast<float*>(std::calloc(3 * (size_t(model->normalCount) + 1), sizeof(float)));
+    if (model->texCoordCount) {
+        model->texCoords =
+            static_cast<float*>(std::calloc(2 * (size_t(model->texCoordCount) + 1), sizeof(float)));
+    }
+
+    std::rewind(file);
+    glmSecondPass(model, file);
+    std::fclose(file);
+    return model;
+}
+
+void glmFreeModel(ObjModel* model) {
+    std::free(model->pathName);
+    std::free(model->materialLibrary);
+    std::free(model->vertices);
+    std::free(model->normals);
+    std::free(model->texCoords);
+    std::free(model->facetNormals);
+    std::free(model->triangles);
+    for (uint32_t i = 0; i < model->materialCount; ++i)
+        std::free(model->materials[i].name);
+    std::free(model->materials);
+    ObjGroup* group = model->groups;
+    while (group) {
+        ObjGroup* next = group->next;
+        std::free(group->name);
+        std::free(group->triangles);
+        std::free(group);
+        group = next;
+    }
+    std::free(model);
+}
+
+} // namespace verdanium

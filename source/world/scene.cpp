@@ -1,0 +1,56 @@
+#include "world/scene.h"
+
+#include "app/program_flags.h"
+
+namespace verdanium {
+
+namespace {
+
+// The flight pauses itself once it has run this long.
+constexpr float kFlightSeconds = 20.0f;
+
+} // namespace
+
+Scene::Scene() {
+    lights.emplace_back(Vec3{-1.0f, 0.0f, 0.0f}, 0.31415927f, Vec3{30.0f, 30.0f, 30.0f});
+    lights.emplace_back(Vec3{1.0f, -1.0f, 0.0f}, 0.15707964f, Vec3{20.0f, 20.0f, 50.0f});
+    camera *= makeTranslation(Vec3{0.0f, 0.0f, -15.0f});
+
+    // The first scene's entities (recreate with 3, 0, 1) and the background are
+    // built here once they exist.
+}
+
+void Scene::update(double step) {
+    // Movement keys work in every step, paused or not, and in the camera's own
+    // frame: the translation goes on the left of the world-to-view transform.
+    if (cameraVelocity.x != 0.0f || cameraVelocity.y != 0.0f || cameraVelocity.z != 0.0f) {
+        const Vec3 offset{0.0f - cameraVelocity.x, 0.0f - cameraVelocity.y, 0.0f - cameraVelocity.z};
+        camera = makeTranslation(offset) * camera;
+        ++changeCount;
+    }
+    if (gPaused)
+        return;
+
+    time = static_cast<float>(static_cast<double>(time) + step);
+
+    // The camera rides a straight rail at height 30, 70 units behind the ship's
+    // z position of 100 units per second, turned half round to look along +z.
+    // This replaces the transform outright, so keys and mouse have no lasting
+    // effect while flying.
+    camera = makeTranslation(Vec3{0.0f, -30.0f, time * 100.0f - 70.0f}) *
+             makeRotation(Vec3{0.0f, 1.0f, 0.0f}, 3.1415927f);
+
+    // Every entity moves here, in ascending key order, and the scene hierarchy
+    // is rebuilt over them, once entities exist.
+
+    ++changeCount;
+    if (time > kFlightSeconds)
+        gPaused = true;
+}
+
+void Scene::rotateCamera(Vec3 axis, float angle) {
+    ++changeCount;
+    camera = makeRotation(axis, angle) * camera;
+}
+
+} // namespace verdanium
