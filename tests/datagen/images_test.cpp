@@ -3,6 +3,8 @@
 // strip of HDR radiance.
 
 #include "generated_data.h"
+#include "raster/cube_map.h"
+#include "raster/texture.h"
 
 #include <gtest/gtest.h>
 
@@ -40,27 +42,11 @@ TEST(Images, AreWellFormedWithFiniteNonNegativeValues) {
     }
 }
 
-// The program's background lookup: the face of the largest axis (ties going to
-// Y over X and to Z over both), then the nearest texel with repeating wrap.
+// The program's own background lookup: face choice, strip coordinates and the
+// nearest texel with repeating wrap.
 float lookup(const PfImage& strip, float x, float y, float z, int channel) {
-    float ax = std::fabs(x), ay = std::fabs(y), az = std::fabs(z), u, v;
-    if (ax > ay && ax > az) {
-        float s = 1.0f / (2.0f * ax);
-        u = x > 0 ? 0.5f - s * z : s * z + 0.5f;
-        v = (0.5f - s * y) / 6.0f + (x > 0 ? 0.8333334f : 0.6666667f);
-    } else if (ay > az) {
-        float s = 1.0f / (2.0f * ay);
-        u = s * x + 0.5f;
-        v = y > 0 ? (s * z + 0.5f) / 6.0f + 0.5f : (0.5f - s * z) / 6.0f + 0.33333334f;
-    } else {
-        float s = 1.0f / (2.0f * az);
-        u = z > 0 ? s * x + 0.5f : 0.5f - s * x;
-        v = z > 0 ? (0.5f - s * y + 1.0f) / 6.0f : (0.5f - s * y) / 6.0f;
-    }
-    int w = strip.width, h = strip.height;
-    int i = static_cast<int>(w * u), j = static_cast<int>(h * v);
-    int column = ((i % w) + w) % w, row = ((j % h) + h) % h;
-    return strip.rgb[(static_cast<std::size_t>(h - row - 1) * w + column) * 3 + channel];
+    StripCoordinates c = cubeMapStripCoordinates({x, y, z});
+    return strip.rgb[texelIndex(WrapRepeat, strip.width, strip.height, c.u, c.v) * 3 + channel];
 }
 
 // Brightness with stars cut off, so single bright texels don't dominate the means.
