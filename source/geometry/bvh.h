@@ -188,6 +188,8 @@ public:
     bool occluded(const Ray& ray) const;
 
 private:
+    void buildOver(std::span<const Vec3> positions, std::size_t firstVertex, std::size_t lastVertex);
+
     std::vector<LeafTriangle> leafTriangles;
 };
 

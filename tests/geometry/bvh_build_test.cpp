@@ -142,8 +142,9 @@ TEST(BvhBuild, EqualCentroidsGiveABalancedTree) {
     checkSubtree(bvh, 0, 0, maxDepth, leafSeen);
     EXPECT_EQ(maxDepth, 10);
     for (const BvhNode& node : bvh.nodes) {
-        if (node.count == 0)
+        if (node.count == 0) {
             EXPECT_EQ(node.axis, 2);
+        }
     }
 }
 

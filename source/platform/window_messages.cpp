@@ -1,0 +1,300 @@
+// Turning X events into the program's input events.
+
+#include "platform/window.h"
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XInput2.h>
+
+#include "app/program_flags.h"
+#include "platform/event.h"
+#include "platform/key_name.h"
+#include "platform/x_connection.h"
+
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <stdexcept>
+
+namespace verdanium {
+
+namespace {
+
+// The wheel moves in notches of this many units, positive away from the user.
+constexpr std::int32_t kWheelNotch = 120;
+
+// Finds the window an event belongs to; events of windows that are gone, or not
+// yet entered, mean nothing to the program.
+void windowProcedure(XEvent& event) {
+    const auto entry = gWindows.find(event.xany.window);
+    if (entry != gWindows.end())
+        entry->second->handleMessage(event);
+}
+
+// Frees the data of a raw input event however its handling ends.
+class CookieData {
+public:
+    CookieData(Display* display, XGenericEventCookie& cookie)
+        : display(display), cookie(cookie), fetched(XGetEventData(display, &cookie)) {}
+    ~CookieData() {
+        if (fetched)
+            XFreeEventData(display, &cookie);
+    }
+    explicit operator bool() const { return fetched; }
+
+private:
+    Display* display;
+    XGenericEventCookie& cookie;
+    bool fetched;
+};
+
+// Whether a pointer device reports positions rather than movements, by its
+// first valuator's mode; asked once per device.
+bool reportsPositions(Display* display, int device) {
+    static std::map<int, bool> absoluteByDevice;
+    const auto known = absoluteByDevice.find(device);
+    if (known != absoluteByDevice.end())
+        return known->second;
+
+    bool absolute = false;
+    int count = 0;
+    XIDeviceInfo* info = nullptr;
+    {
+        // The device may be gone by the time its event is read.
+        XErrorTrap trap(display);
+        info = XIQueryDevice(display, device, &count);
+        trap.failed();
+    }
+    for (int c = 0; info && c < info->num_classes; ++c) {
+        const XIAnyClassInfo* any = info->classes[c];
+        if (any->type != XIValuatorClass)
+            continue;
+        const auto* valuator = reinterpret_cast<const XIValuatorClassInfo*>(any);
+        if (valuator->number == 0)
+            absolute = valuator->mode == XIModeAbsolute;
+    }
+    if (info)
+        XIFreeDeviceInfo(info);
+    absoluteByDevice[device] = absolute;
+    return absolute;
+}
+
+Event buttonEvent(std::int32_t button, bool pressed) {
+    Event event{};
+    event.kind = EventKindMouseButton;
+    event.mouseButton = {button, pressed};
+    return event;
+}
+
+} // namespace
+
+void Window::dispatchMessages() {
+    if (!display)
+        return;
+    const int xinputOpcode = xConnection()->xinputOpcode;
+    while (XPending(display)) {
+        XEvent event{};
+        XNextEvent(display, &event);
+        // Raw input is selected on the root window, so it comes to the window
+        // that pumps rather than through the lookup.
+        if (event.type == GenericEvent && event.xcookie.extension == xinputOpcode) {
+            CookieData data(display, event.xcookie);
+            if (data)
+                handleMessage(event);
+            continue;
+        }
+        windowProcedure(event);
+    }
+}
+
+bool Window::handleMessage(XEvent& event) {
+    switch (event.type) {
+    case ConfigureNotify:
+        // Moves and restacking come the same way; only a new size counts.
+        if (std::uint32_t(event.xconfigure.width) != settings.width ||
+            std::uint32_t(event.xconfigure.height) != settings.height)
+            handleResize(std::uint32_t(event.xconfigure.width), std::uint32_t(event.xconfigure.height));
+        return true;
+    case FocusIn:
+    case FocusOut:
+        // Grabs of the keyboard by a global hot key, and the focus moving within
+        // the window or following the pointer, leave the focus where it was.
+        if (event.xfocus.mode == NotifyGrab || event.xfocus.mode == NotifyUngrab ||
+            event.xfocus.detail == NotifyInferior || event.xfocus.detail == NotifyPointer)
+            return true;
+        handleFocus(event.type == FocusIn);
+        return true;
+    case ClientMessage:
+        if (event.xclient.message_type == xConnection()->wmProtocols && event.xclient.format == 32 &&
+            Atom(event.xclient.data.l[0]) == xConnection()->wmDeleteWindow) {
+            // Closing is the frame loop's decision: the window stays until main ends.
+            gQuitRequested = true;
+            return true;
+        }
+        return false;
+    case KeyPress:
+        return handleKey(event, true);
+    case KeyRelease:
+        return handleKey(event, false);
+    case GenericEvent:
+        return handleRawInput(event);
+    default:
+        return false;
+    }
+}
+
+void Window::handleResize(std::uint32_t width, std::uint32_t height) {
+    settings.width = width;
+    settings.height = height;
+    if (focused && clipCursor)
+        updateCursorClip(true);
+    Event event{};
+    event.kind = EventKindResize;
+    event.resize = {width, height};
+    queueEvent(event);
+}
+
+void Window::handleFocus(bool gained) {
+    focused = gained;
+    if (gained) {
+        if (clipCursor)
+            updateCursorClip(true);
+    } else {
+        updateCursorClip(false);
+        // Releases now go to another window; a key still marked down would turn
+        // its next real press into a repeat.
+        std::fill(std::begin(keysDown), std::end(keysDown), false);
+    }
+    Event event{};
+    event.kind = EventKindFocus;
+    event.focus = {gained};
+    queueEvent(event);
+}
+
+bool Window::handleKey(XEvent& event, bool pressed) {
+    // With detectable auto-repeat a held key sends more presses and no releases,
+    // so a press of a key that is already down is a repeat.
+    const unsigned keyCode = event.xkey.keycode & 0xff;
+    const bool repeat = pressed && keysDown[keyCode];
+    keysDown[keyCode] = pressed;
+    if (repeat && filterKeyRepeat)
+        return true;
+
+    // Level 0 names the key whatever the modifiers; the keypad's digits live on
+    // level 1 whatever NumLock says.
+    const KeySym keySym = XLookupKeysym(&event.xkey, 0);
+    const KeySym keypadKeySym = XLookupKeysym(&event.xkey, 1);
+    Event queued{};
+    queued.kind = EventKindKey;
+    queued.keyboard.keySym = keySym;
+    queued.keyboard.keyCode = event.xkey.keycode;
+    const std::string name = keyName(keySym, keypadKeySym, event.xkey.keycode);
+    std::strncpy(queued.keyboard.name, name.c_str(), sizeof queued.keyboard.name - 1);
+    queued.keyboard.pressed = pressed;
+    queueEvent(queued);
+    return true;
+}
+
+bool Window::handleRawInput(XEvent& event) {
+    if (event.xcookie.extension != xConnection()->xinputOpcode || !event.xcookie.data)
+        return false;
+    // Raw input is for everyone on the screen; only the focused window acts on it.
+    if (!focused)
+        return true;
+    const auto* raw = static_cast<const XIRawEvent*>(event.xcookie.data);
+
+    switch (event.xcookie.evtype) {
+    case XI_RawMotion: {
+        // raw_values holds one value per set bit of the mask, in bit order.
+        double values[2] = {};
+        bool present[2] = {};
+        const double* next = raw->raw_values;
+        for (int bit = 0; bit < raw->valuators.mask_len * 8; ++bit) {
+            if (!XIMaskIsSet(raw->valuators.mask, bit))
+                continue;
+            if (bit < 2) {
+                values[bit] = *next;
+                present[bit] = true;
+            }
+            ++next;
+        }
+        Event queued{};
+        if (reportsPositions(event.xcookie.display, raw->sourceid)) {
+            queued.kind = EventKindMousePosition;
+            queued.mousePosition = {std::int32_t(std::lround(values[0])),
+                                    std::int32_t(std::lround(values[1]))};
+            if (!present[0] && !present[1])
+                return true;
+        } else {
+            // Devices with sub-count resolution send fractions: keep what does not
+            // make a whole count for the next packet, so slow motion is not lost.
+            std::int32_t counts[2] = {};
+            for (int axis = 0; axis < 2; ++axis) {
+                motionRemainder[axis] += values[axis];
+                counts[axis] = std::int32_t(std::trunc(motionRemainder[axis]));
+                motionRemainder[axis] -= counts[axis];
+            }
+            // No motion, no event: the camera's turn needs a non-zero axis.
+            if (counts[0] == 0 && counts[1] == 0)
+                return true;
+            queued.kind = EventKindMouseMotion;
+            queued.mouseMotion = {counts[0], counts[1]};
+        }
+        queueEvent(queued);
+        return true;
+    }
+    case XI_RawButtonPress:
+    case XI_RawButtonRelease: {
+        const bool pressed = event.xcookie.evtype == XI_RawButtonPress;
+        // X numbers the middle button 2 and the right one 3, wheel notches 4 and
+        // 5, sideways 6 and 7, back and forward 8 and 9.
+        switch (raw->detail) {
+        case 1:
+            queueEvent(buttonEvent(1, pressed));
+            break;
+        case 3:
+            queueEvent(buttonEvent(2, pressed));
+            break;
+        case 2:
+            queueEvent(buttonEvent(3, pressed));
+            break;
+        case 8:
+            queueEvent(buttonEvent(4, pressed));
+            break;
+        case 9:
+            queueEvent(buttonEvent(5, pressed));
+            break;
+        case 4:
+        case 5:
+            if (pressed) {
+                Event queued{};
+                queued.kind = EventKindMouseWheel;
+                queued.mouseWheel = {raw->detail == 4 ? kWheelNotch : -kWheelNotch};
+                queueEvent(queued);
+            }
+            break;
+        default:
+            break;
+        }
+        return true;
+    }
+    default:
+        return true;
+    }
+}
+
+void Window::updateCursorClip(bool enable) {
+    if (!enable) {
+        if (cursorConfined)
+            XUngrabPointer(display, CurrentTime);
+        cursorConfined = false;
+        return;
+    }
+    const int result =
+        XGrabPointer(display, handle, True, 0, GrabModeAsync, GrabModeAsync, handle, None, CurrentTime);
+    if (result != GrabSuccess)
+        throw std::runtime_error("failed to clip cursor");
+    cursorConfined = true;
+}
+
+} // namespace verdanium
