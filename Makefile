@@ -1,7 +1,9 @@
 # One entry point for building, running, testing and measuring verdanium.
 BUILD_DIR := build
 BIN_DIR   := $(BUILD_DIR)/bin/release
-XVFB      := xvfb-run -a -s "-screen 0 1280x1024x24"
+# -noreset: by default Xvfb resets itself whenever its last client leaves, and a
+# test that connects during the reset fails with "cannot open the display".
+XVFB      := xvfb-run -a -s "-screen 0 1280x1024x24 -noreset"
 
 .PHONY: all deps configure build run test bench clean format
 

@@ -1,6 +1,7 @@
 #include "app/key_commands.h"
 
 #include "app/program_flags.h"
+#include "geometry/intersector_mode.h"
 #include "platform/event.h"
 #include "tracer/renderer.h"
 #include "world/scene.h"
@@ -92,7 +93,8 @@ void applyValue(std::uint64_t value, [[maybe_unused]] Scene& scene, Renderer& re
         renderer.setCpuThreads(value);
         break;
     case SettingIntersector:
-        // GAP: gIntersectorMode := (value != 0), once the ray queries exist.
+        // A switch, not a count: any non-zero digit selects Embree.
+        gIntersectorMode = value != 0 ? 1 : 0;
         break;
     case SettingSecondaryBounceCount:
         // A first bounce without samples would leave the indirect light black.

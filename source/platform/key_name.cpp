@@ -86,10 +86,12 @@ std::string keyName(std::uint64_t keySym, std::uint64_t keypadKeySym, std::uint3
     // The keypad's digit keys carry their digit on the second level, whether or
     // not NumLock puts it on the first, so that their names never change.
     const bool keypadKey = keySym >= XK_KP_Space && keySym <= XK_KP_Equal;
-    if (keypadKey && keypadKeySym >= XK_KP_0 && keypadKeySym <= XK_KP_9)
-        return withNumber("numpad ", keypadKeySym - XK_KP_0);
-    if (keypadKey && (keypadKeySym == XK_KP_Decimal || keypadKeySym == XK_KP_Separator))
-        return "numpad .";
+    for (const std::uint64_t level : {keypadKeySym, keySym}) {
+        if (keypadKey && level >= XK_KP_0 && level <= XK_KP_9)
+            return withNumber("numpad ", level - XK_KP_0);
+        if (keypadKey && (level == XK_KP_Decimal || level == XK_KP_Separator))
+            return "numpad .";
+    }
 
     for (const NamedKey& key : kNamedKeys)
         if (key.keySym == keySym)

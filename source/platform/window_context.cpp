@@ -5,6 +5,7 @@
 #include <GL/glew.h>
 #include <GL/glxew.h>
 
+#include "foundation/gl_error.h"
 #include "platform/pixel_format.h"
 #include "platform/x_connection.h"
 
@@ -94,14 +95,17 @@ void Window::createBootstrapContext(const PixelFormat& format) {
         renderingContext = nullptr;
         throw std::runtime_error("could not activate the rendering context");
     }
+    checkGlError(gl_check_site::kWindowBootstrapContext);
     if (renderingContext)
         glXDestroyContext(display, renderingContext);
     renderingContext = context;
 }
 
 void Window::loadExtensions() {
+    checkGlError(gl_check_site::kWindowBeforeGlew);
     if (glewInit() != GLEW_OK)
         throw std::runtime_error("failed to initialize GLEW");
+    checkGlError(gl_check_site::kWindowAfterGlew);
 }
 
 PixelFormat Window::choosePixelFormatWgl(const WindowSettings& requested) {
@@ -178,6 +182,7 @@ void Window::createFinalContext(const PixelFormat& format) {
         renderingContext = nullptr;
         throw std::runtime_error("could not activate the rendering context through WGL");
     }
+    checkGlError(gl_check_site::kWindowFinalContext);
     if (renderingContext)
         glXDestroyContext(display, renderingContext);
     renderingContext = context;

@@ -3,11 +3,18 @@
 #include <X11/XKBlib.h>
 #include <X11/extensions/XInput2.h>
 
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
 namespace verdanium {
 
 namespace {
 
 XConnection gConnection;
+
+constexpr int kOpenAttempts = 10;
+constexpr auto kOpenRetryDelay = std::chrono::milliseconds(100);
 
 // Set by the trap's handler; X errors arrive on the main thread only.
 bool gTrappedError = false;
@@ -22,7 +29,13 @@ int recordError(Display*, XErrorEvent*) {
 XConnection* xConnection() {
     if (gConnection.display)
         return &gConnection;
+    // A server that has just lost its last client resets itself and turns new
+    // clients away meanwhile (Xvfb does so by default): give it a moment.
     Display* display = XOpenDisplay(nullptr);
+    for (int attempt = 1; !display && attempt < kOpenAttempts && std::getenv("DISPLAY"); ++attempt) {
+        std::this_thread::sleep_for(kOpenRetryDelay);
+        display = XOpenDisplay(nullptr);
+    }
     if (!display)
         return nullptr;
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "foundation/math/vec4.h"
+#include "tracer/camera.h"
+#include "tracer/pixel_record.h"
 #include "tracer/renderer.h"
 
 #include <atomic>
@@ -46,8 +48,9 @@ public:
     // The framebuffer converts to sRGB itself, so the CPU applies no gamma.
     bool srgbOutput;
 
-    // Here follows the Camera (pixel to ray mapping, projection), built from the
-    // window size and rebuilt by resize.
+    // Pixel to ray mapping and projection: built from the window size, replaced
+    // by every resize.
+    Camera camera;
 
     // Running sums per pixel: red, green, blue and the sample count.
     std::vector<Vec4> accumulation;
@@ -94,7 +97,8 @@ public:
     std::uint32_t depthTexture = 0;
     std::uint32_t pathTraceTexture = 0;
 
-    // Here follows the work list of covered pixels of hybrid mode.
+    // The covered pixels of hybrid mode.
+    std::vector<PixelRecord> workList;
 
     // Division of the work list into chunks.
     std::uint64_t chunkSize = 0;

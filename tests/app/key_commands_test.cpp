@@ -1,6 +1,7 @@
 #include "app/key_commands.h"
 #include "app/program_state.h"
 #include "app/recording_renderer.h"
+#include "geometry/intersector_mode.h"
 #include "platform/event.h"
 #include "world/scene.h"
 
@@ -92,6 +93,22 @@ TEST_F(KeyCommandsTest, SecondaryBounceCountRaisesZeroToOne) {
     type({"N", "0", "1", "7"});
     EXPECT_EQ(renderer.calls,
               (Calls{"setSecondaryBounceCount 1", "setSecondaryBounceCount 1", "setSecondaryBounceCount 7"}));
+}
+
+TEST_F(KeyCommandsTest, IntersectorIsOneForEveryNonZeroDigit) {
+    const std::int32_t saved = gIntersectorMode;
+    press("I");
+    const char* digits[] = {"1", "2", "3", "4", "5", "6", "7", "8", "9"};
+    for (const char* digit : digits) {
+        type({"0"});
+        EXPECT_EQ(gIntersectorMode, 0);
+        type({digit});
+        EXPECT_EQ(gIntersectorMode, 1) << digit;
+    }
+    type({"0", "numpad 5"});
+    EXPECT_EQ(gIntersectorMode, 0);
+    EXPECT_TRUE(renderer.calls.empty());
+    gIntersectorMode = saved;
 }
 
 TEST_F(KeyCommandsTest, KeypadDigitsAndOtherNamesAreNoValues) {

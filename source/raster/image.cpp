@@ -1,0 +1,157 @@
+#include "raster/image.h"
+
+#include "foundation/file_path.h"
+#include "foundation/resource_cache.h"
+
+#include <GL/glew.h>
+
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <type_traits>
+
+namespace verdanium {
+
+// The payload is read in one bulk read straight into pixels, so a pixel must be
+// exactly the file's three packed floats.
+static_assert(sizeof(Vec3) == 3 * sizeof(float) && std::is_trivially_copyable_v<Vec3>);
+
+std::shared_ptr<Image> Image::load(std::string path) {
+    return gImageCache.load(std::move(path));
+}
+
+namespace {
+
+void reportError(const std::string& text) {
+    std::cerr << "error: " << text << std::endl;
+}
+
+// One header line holding a count: the whole line is read, then one decimal
+// integer is extracted (blanks before it skipped, anything after it ignored).
+// Zero when the line is missing, not a number, out of 32-bit range or below 1.
+std::int32_t readCountLine(std::istream& file) {
+    std::string line;
+    if (!std::getline(file, line))
+        return 0;
+    std::istringstream parser(line);
+    std::int32_t value = 0;
+    if (!(parser >> value) || value < 1)
+        return 0;
+    return value;
+}
+
+// Decimal text of a byte count that may exceed 64 bits (two 31-bit sides times 12).
+std::string decimal(unsigned __int128 value) {
+    std::string digits;
+    do {
+        digits.insert(digits.begin(), static_cast<char>('0' + static_cast<int>(value % 10)));
+        value /= 10;
+    } while (value != 0);
+    return digits;
+}
+
+// Runs deleteTexture when the upload is left before it completes.
+class TextureGuard {
+public:
+    explicit TextureGuard(Image& image_) : image(image_) {}
+    ~TextureGuard() {
+        if (armed)
+            image.deleteTexture();
+    }
+    void dismiss() { armed = false; }
+
+private:
+    Image& image;
+    bool armed = true;
+};
+
+} // namespace
+
+Image::Image(const std::string& path) {
+    std::string quoted = "\"" + path + "\"";
+    std::ifstream file;
+    if (!openForBinaryReading(file, path)) {
+        reportError("could not open " + quoted + ".");
+        return;
+    }
+    // Binary mode: a line ends at a line feed alone, so "PF\r" is three bytes and refused.
+    std::string format;
+    if (!std::getline(file, format) || format != "PF") {
+        reportError("could not read format string in " + quoted + ".");
+        return;
+    }
+    width = readCountLine(file);
+    if (width == 0) {
+        reportError("could not read image width in " + quoted + ".");
+        return;
+    }
+    height = readCountLine(file);
+    if (height == 0) {
+        reportError("could not read image height in " + quoted + ".");
+        return;
+    }
+    std::string dummy;
+    if (!std::getline(file, dummy)) {
+        reportError("could not read dummy line in " + quoted + ".");
+        return;
+    }
+    // A last line without a line feed leaves end-of-file set, which would make
+    // tellg fail; the position is then simply the end.
+    file.clear();
+    std::streamoff payloadStart = file.tellg();
+    file.seekg(0, std::ios::end);
+    std::streamoff found = file.tellg() - payloadStart;
+    unsigned __int128 pixelCount = static_cast<unsigned __int128>(width) * static_cast<std::uint64_t>(height);
+    unsigned __int128 expected = pixelCount * sizeof(Vec3);
+    if (found < 0 || static_cast<unsigned __int128>(found) != expected) {
+        reportError("expected " + decimal(expected) + " bytes of data in " + quoted + " but found " +
+                    std::to_string(found) + ".");
+        return;
+    }
+    file.seekg(payloadStart, std::ios::beg);
+    pixels.resize(static_cast<std::size_t>(pixelCount));
+    if (!file.read(reinterpret_cast<char*>(pixels.data()), found))
+        reportError("could not read the expected number of bytes from " + quoted + ".");
+    uploadTexture();
+}
+
+Image::~Image() {
+    deleteTexture();
+    pixels.clear();
+    pixels.shrink_to_fit();
+}
+
+void Image::uploadTexture() {
+    if (pixels.empty())
+        return;
+    TextureGuard guard(*this);
+    if (textureId == 0) {
+        GLuint name = 0;
+        glGenTextures(1, &name);
+        textureId = name;
+    }
+    if (textureId == 0) {
+        // The wording is fixed as it stands, whichever image failed.
+        reportError("could create texture ID for background.");
+        return;
+    }
+    glBindTexture(GL_TEXTURE_2D, textureId);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
+    // A float internal format keeps the unclamped radiance of the array.
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGB32F, static_cast<GLsizei>(width), static_cast<GLsizei>(height), 0,
+                 GL_RGB, GL_FLOAT, pixels.data());
+    guard.dismiss();
+}
+
+void Image::deleteTexture() {
+    if (textureId == 0)
+        return;
+    GLuint name = textureId;
+    glDeleteTextures(1, &name);
+    textureId = 0;
+}
+
+} // namespace verdanium

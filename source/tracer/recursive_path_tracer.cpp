@@ -1,0 +1,107 @@
+#include "tracer/recursive_path_tracer.h"
+
+#include "foundation/gl_error.h"
+#include "platform/window.h"
+
+#include <GL/glew.h>
+#include <GL/glu.h>
+
+#include <algorithm>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+namespace verdanium {
+
+namespace {
+
+// Writes "title" and then each blank-separated word of text on a line of its
+// own behind two blanks.
+void printWordList(std::ostream& out, const char* title, const GLubyte* text) {
+    out << title << '\n';
+    std::istringstream words(text ? reinterpret_cast<const char*>(text) : "");
+    std::string word;
+    while (words >> word)
+        out << "  " << word << '\n';
+}
+
+const char* glText(const GLubyte* text) {
+    return text ? reinterpret_cast<const char*>(text) : "";
+}
+
+} // namespace
+
+RecursivePathTracer::RecursivePathTracer(Window& window_, const WindowSettings& settings)
+    : window(window_), srgbOutput(settings.sRgb), camera(window_.settings.width, window_.settings.height) {
+    // The composite's quad and shader program are taken here, once they exist.
+
+    resize(window.settings.width, window.settings.height);
+    checkGlError(gl_check_site::kRendererFrame51);
+    if (srgbOutput)
+        glEnable(GL_FRAMEBUFFER_SRGB);
+    // Pixel rows are tightly packed Vec4s; no row padding on upload or read-back.
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+
+    // The composite's shader state is prepared here once it exists.
+    checkGlError(gl_check_site::kRendererFrame105);
+}
+
+// The textures and the framebuffer object are left to the GL context, which
+// takes them with it when the window goes.
+RecursivePathTracer::~RecursivePathTracer() = default;
+
+void RecursivePathTracer::render(Scene& frameScene) {
+    scene = &frameScene;
+
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+
+    switch (renderMode) {
+    case RenderModePathTrace:
+    case RenderModeFixedRaster:
+    case RenderModeShaderRaster:
+    case RenderModeHybrid:
+        // The four modes draw here as the tracer and raster passes arrive; until
+        // then every mode shows the cleared buffer.
+        break;
+    default:
+        std::cerr << "error: unknown RenderMode: " << renderMode << std::endl;
+        break;
+    }
+
+    window.swapBuffers();
+    if (window.pumpMessages)
+        window.dispatchMessages();
+    checkGlError(gl_check_site::kRendererFrame309);
+    dirty = false;
+}
+
+void RecursivePathTracer::resize(std::uint32_t newWidth, std::uint32_t newHeight) {
+    newWidth = std::max<std::uint32_t>(newWidth, 1);
+    newHeight = std::max<std::uint32_t>(newHeight, 1);
+    glViewport(0, 0, static_cast<GLsizei>(newWidth), static_cast<GLsizei>(newHeight));
+
+    camera = makeProjectedCamera(newWidth, newHeight);
+
+    // Keeps the front of the old sums, read with the new row length, until the
+    // scene next changes: a resize by itself starts no new picture.
+    accumulation.resize(static_cast<std::size_t>(newWidth) * newHeight, Vec4{});
+    width = newWidth;
+    height = newHeight;
+}
+
+void RecursivePathTracer::printGlInfo(std::ostream& out) {
+    out << "gl vendor: " << glText(glGetString(GL_VENDOR)) << '\n';
+    out << "gl renderer: " << glText(glGetString(GL_RENDERER)) << '\n';
+    out << "gl version: " << glText(glGetString(GL_VERSION)) << '\n';
+    printWordList(out, "gl extensions: ", glGetString(GL_EXTENSIONS));
+    out << "glu version: " << glText(gluGetString(GLU_VERSION)) << '\n';
+    printWordList(out, "glu extensions: ", gluGetString(GLU_EXTENSIONS));
+    out << "glew version: " << glText(glewGetString(GLEW_VERSION)) << '\n';
+}
+
+} // namespace verdanium
