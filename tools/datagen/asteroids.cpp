@@ -106,7 +106,7 @@ std::vector<ModelReport> generateAsteroids(OutputTree& out) {
     for (const AsteroidSpec& spec : specs()) {
         const std::string name = "asteroid" + std::to_string(++number);
         RockShape shape(spec.recipe);
-        Surface surface = makeCubeSphere(spec.subdivisions, spec.tileTexels,
+        Surface surface = makeCubeSphere(spec.subdivisions, spec.tileTexels, 0.3,
                                          [&](const Vector3& d) { return d * shape.sample(d).radius; });
         // Centre the rock the way the program does (mean of the corners) and then
         // scale it to its size, so its spin axis passes through its middle and
