@@ -32,10 +32,18 @@ const char* glText(const GLubyte* text) {
 } // namespace
 
 RecursivePathTracer::RecursivePathTracer(Window& window_, const WindowSettings& settings)
-    : window(window_), srgbOutput(settings.sRgb), camera(window_.settings.width, window_.settings.height) {
+    : RecursivePathTracer(&window_, settings, window_.settings.width, window_.settings.height) {}
+
+RecursivePathTracer::RecursivePathTracer(const WindowSettings& settings)
+    : RecursivePathTracer(nullptr, settings, settings.width, settings.height) {}
+
+RecursivePathTracer::RecursivePathTracer(Window* window_, const WindowSettings& settings,
+                                         std::uint32_t firstWidth, std::uint32_t firstHeight)
+    : window(window_), srgbOutput(settings.sRgb),
+      camera(std::max<std::uint32_t>(firstWidth, 1), std::max<std::uint32_t>(firstHeight, 1)) {
     // The composite's quad and shader program are taken here, once they exist.
 
-    resize(window.settings.width, window.settings.height);
+    resize(firstWidth, firstHeight);
     checkGlError(gl_check_site::kRendererFrame51);
     if (srgbOutput)
         glEnable(GL_FRAMEBUFFER_SRGB);
@@ -73,9 +81,11 @@ void RecursivePathTracer::render(Scene& frameScene) {
         break;
     }
 
-    window.swapBuffers();
-    if (window.pumpMessages)
-        window.dispatchMessages();
+    if (window != nullptr) {
+        window->swapBuffers();
+        if (window->pumpMessages)
+            window->dispatchMessages();
+    }
     checkGlError(gl_check_site::kRendererFrame309);
     dirty = false;
 }
