@@ -14,6 +14,7 @@
 #include "platform/pixel_format.h"
 #include "platform/x_connection.h"
 
+#include <algorithm>
 #include <chrono>
 #include <stdexcept>
 #include <thread>
@@ -41,7 +42,7 @@ private:
     bool armed = true;
 };
 
-// How long show() waits for the server to map the window before it gives up on
+// How long showAndFocus() waits for the server to map the window before it gives up on
 // focusing it; a window manager may hold the map back for a while.
 constexpr auto kMapTimeout = std::chrono::seconds(3);
 

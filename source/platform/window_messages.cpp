@@ -11,6 +11,8 @@
 #include "platform/key_name.h"
 #include "platform/x_connection.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <map>
@@ -22,6 +24,11 @@ namespace {
 
 // The wheel moves in notches of this many units, positive away from the user.
 constexpr std::int32_t kWheelNotch = 120;
+
+// Someone watching the picture converge touches nothing for minutes. While the
+// window has the focus, the server's screen saver and display power saving are
+// held off by resetting their timers this often.
+constexpr auto kScreenSaverResetInterval = std::chrono::seconds(30);
 
 // Finds the window an event belongs to; events of windows that are gone, or not
 // yet entered, mean nothing to the program.
@@ -91,6 +98,14 @@ Event buttonEvent(std::int32_t button, bool pressed) {
 void Window::dispatchMessages() {
     if (!display)
         return;
+    if (focused) {
+        static auto lastReset = std::chrono::steady_clock::time_point();
+        const auto now = std::chrono::steady_clock::now();
+        if (now - lastReset >= kScreenSaverResetInterval) {
+            XResetScreenSaver(display);
+            lastReset = now;
+        }
+    }
     const int xinputOpcode = xConnection()->xinputOpcode;
     while (XPending(display)) {
         XEvent event{};

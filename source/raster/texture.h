@@ -31,8 +31,9 @@ struct Texture {
 // Any finite or non-finite u and v give an index inside the image.
 std::size_t texelIndex(WrapMode mode, std::int64_t width, std::int64_t height, float u, float v);
 
-// The nearest texel's radiance. The image must have a non-zero width and height;
-// callers that may meet an empty image test for it first.
+// The nearest texel's radiance. An image without pixels raises std::domain_error
+// "element not invertible" (the wrap arithmetic would divide by its zero size);
+// callers that may meet one, such as the material sampling, test for it first.
 Vec3 sampleTexture(const Texture& texture, float u, float v);
 
 } // namespace verdanium

@@ -1,6 +1,8 @@
 #include "world/scene.h"
 
 #include "app/program_flags.h"
+#include "raster/background.h"
+#include "world/entity.h"
 
 namespace verdanium {
 
@@ -11,14 +13,18 @@ constexpr float kFlightSeconds = 20.0f;
 
 } // namespace
 
-Scene::Scene() {
+Scene::Scene(EmptySceneTag) {
     lights.emplace_back(Vec3{-1.0f, 0.0f, 0.0f}, 0.31415927f, Vec3{30.0f, 30.0f, 30.0f});
     lights.emplace_back(Vec3{1.0f, -1.0f, 0.0f}, 0.15707964f, Vec3{20.0f, 20.0f, 50.0f});
     camera *= makeTranslation(Vec3{0.0f, 0.0f, -15.0f});
-
-    // The first scene's entities (recreate with 3, 0, 1) and the background are
-    // built here once they exist.
 }
+
+Scene::Scene() : Scene(kEmptyScene) {
+    recreate(3, 0, 1);
+    background = std::make_shared<Background>(kBackgroundPath);
+}
+
+Scene::~Scene() = default;
 
 void Scene::update(double step) {
     // Movement keys work in every step, paused or not, and in the camera's own
@@ -40,8 +46,11 @@ void Scene::update(double step) {
     camera = makeTranslation(Vec3{0.0f, -30.0f, time * 100.0f - 70.0f}) *
              makeRotation(Vec3{0.0f, 1.0f, 0.0f}, 3.1415927f);
 
-    // Every entity moves here, in ascending key order, and the scene hierarchy
-    // is rebuilt over them, once entities exist.
+    // The ship has the highest key of its parts, so it places its engines and
+    // rotors after their own (empty) updates and before the rebuild.
+    for (const auto& [key, entity] : entities)
+        entity->update(step);
+    hierarchy.build(entities.cbegin(), entities.cend());
 
     ++changeCount;
     if (time > kFlightSeconds)

@@ -2,12 +2,27 @@
 
 #include "foundation/math/transform.h"
 #include "foundation/math/vec3.h"
+#include "geometry/scene_bvh.h"
 #include "world/cone_light.h"
 
 #include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
 #include <vector>
 
 namespace verdanium {
+
+class Background;
+class Entity;
+struct Hit;
+struct Ray;
+
+// Asks for a scene with its lights and camera but no entities and no background:
+// for tests and tools that place their own entities, and for code that must run
+// without GL or data files.
+struct EmptySceneTag {};
+inline constexpr EmptySceneTag kEmptyScene{};
 
 // The world: entities, lights, camera, background and the scene hierarchy, with
 // the flight clock. Built once by main after the renderer, advanced by update in
@@ -18,8 +33,20 @@ namespace verdanium {
 // a picture stale raises it, and the renderer restarts its sums when it moves.
 class Scene {
 public:
-    // Camera at (0, 0, -15) looking down -z, the two cone lights, flying.
+    using EntityMap = std::map<std::uint32_t, std::shared_ptr<Entity>>;
+
+    // Camera at (0, 0, -15) looking down -z, the two cone lights, then the first
+    // scene (recreate with 3, 0, 1: 256 asteroids and the ship) and the
+    // background. Needs a current GL context; missing data files are reported
+    // on standard error as their loaders say.
     Scene();
+    // The lights and the camera of Scene(), nothing else; no GL calls.
+    explicit Scene(EmptySceneTag);
+    // Drops the entities (GL calls: the context must still be current).
+    ~Scene();
+
+    Scene(const Scene&) = delete;
+    Scene& operator=(const Scene&) = delete;
 
     // One fixed step of `step` seconds. Paused: only the movement keys' velocity
     // is applied. Flying: the flight clock advances, the camera is put on its
@@ -31,6 +58,31 @@ public:
     // frame. A zero axis raises std::domain_error ("element not invertible").
     void rotateCamera(Vec3 axis, float angle);
 
+    // Throws all entities away and builds 4 << (2 objectCountExponent) randomly
+    // placed asteroids and the ship, logging the two recreation lines. The
+    // flight clock restarts at 0; the pause state, the key counter and the
+    // background stay as they are.
+    void recreate(std::uint64_t objectCountExponent, std::uint64_t tesselationExponent,
+                  std::uint8_t leafSize);
+
+    // The factories: each raises changeCount, makes the object with the key
+    // counter as its entityId, stores it under the next key and hands it back.
+    // Composite objects create their parts first, under the keys that follow.
+    void createEntity(std::shared_ptr<Entity>& entity, const std::string& path);
+    // Eleven draws of gRandom, in a fixed order: velocity z, y, x; spin z, y, x;
+    // model number; one thrown away; position z, y, x.
+    void createAsteroid(std::shared_ptr<Entity>& entity);
+    void createShip(std::shared_ptr<Entity>& entity, const std::string& directory);
+    void createShipEngine(std::shared_ptr<Entity>& entity, const std::string& directory, std::int32_t side);
+
+    // Nearest hit of a world ray; the caller's hit comes in with t = +infinity
+    // (or a nearer bound). On true, the hit names the entity, mesh, triangle,
+    // barycentrics and world t, and complete is false.
+    bool intersect(const Ray& ray, Hit& hit) const;
+    // Whether anything lies along a shadow ray. Its range limits only the entity
+    // boxes: a mesh is tested from the object-space origin on, to infinity.
+    bool occluded(const Ray& ray) const;
+
     // Asteroid count is 4 shifted left by twice this.
     std::uint64_t objectCountExponent = 3;
     // Only reported in the recreation log line.
@@ -38,8 +90,10 @@ public:
     // Stored for the recreation log; no hierarchy build reads it.
     std::uint8_t leafSize = 1;
 
-    // Here follow the entity map (key to shared Entity, walked in key order) and
-    // a second, unused map; they arrive with the entities.
+    // Every object of the scene, walked in ascending key order.
+    EntityMap entities;
+    // Made and destroyed with the scene; nothing uses it.
+    EntityMap spareEntities;
 
     std::vector<ConeLight> lights;
     // World to view.
@@ -47,15 +101,17 @@ public:
     // Set by the movement keys: world units per step, in the camera's own frame.
     Vec3 cameraVelocity;
 
-    // Here follows the shared Background, which arrives with the cube-map radiance.
+    // Made once, by the constructor; recreate leaves it alone.
+    std::shared_ptr<Background> background;
 
     // Raised on every change that invalidates a picture.
     std::uint64_t changeCount = 0;
     // Next key of the entity map; never reset, so a rebuilt scene's keys continue.
     std::uint32_t nextEntityKey = 1;
 
-    // Here follows the scene hierarchy over the entities, rebuilt at every
-    // flying step.
+    // The tree over the entities, rebuilt in full at every flying step. Empty
+    // until the first build, when queries walk the map instead.
+    SceneBvh hierarchy{this};
 
     // Seconds of flight: counts only unpaused steps.
     float time = 0.0f;

@@ -25,7 +25,7 @@ protected:
         return ::testing::internal::GetCapturedStdout();
     }
 
-    Scene scene;
+    Scene scene{kEmptyScene};
     RecordingRenderer renderer;
 };
 

@@ -60,7 +60,7 @@ TEST(FixedSteps, ClockIsReadBeforeEveryStepSoSlowStepsAreCaughtUp) {
 class FrameLoopTest : public testing::ProgramStateTest {
 protected:
     RecordingRenderer renderer;
-    Scene scene;
+    Scene scene{kEmptyScene};
     double clock = 0.0;
     std::vector<std::string> titles;
     FrameLoop loop{renderer, scene, [this] { return clock; },

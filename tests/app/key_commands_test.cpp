@@ -34,7 +34,7 @@ protected:
         }
     }
 
-    Scene scene;
+    Scene scene{kEmptyScene};
     RecordingRenderer renderer;
 };
 

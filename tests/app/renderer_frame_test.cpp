@@ -41,7 +41,7 @@ protected:
 
     std::unique_ptr<Window> window;
     std::unique_ptr<RecursivePathTracer> tracer;
-    Scene scene;
+    Scene scene{kEmptyScene};
 };
 
 TEST_F(RendererFrameTest, StartsWithTheDefaultSettingsAndTheWindowsSize) {

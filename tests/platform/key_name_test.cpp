@@ -62,27 +62,14 @@ TEST(KeyNameTest, LeftAndRightModifiersAreToldApart) {
                  {XK_Super_R, XK_Super_R, "right win"}});
 }
 
-TEST(KeyNameTest, NamedKeys) {
-    expectNames({{XK_BackSpace, XK_BackSpace, "backspace"},
-                 {XK_Tab, XK_ISO_Left_Tab, "tab"},
+TEST(KeyNameTest, NamedKeysIgnoreWhatShiftPutsOnThem) {
+    expectNames({{XK_Tab, XK_ISO_Left_Tab, "tab"},
                  {XK_Pause, XK_Break, "pause"},
-                 {XK_Caps_Lock, XK_Caps_Lock, "caps lock"},
-                 {XK_Escape, XK_Escape, "escape"},
-                 {XK_space, XK_space, "space"},
+                 {XK_Print, XK_Sys_Req, "screenshot"},
                  {XK_Prior, XK_Prior, "page up"},
                  {XK_Next, XK_Next, "page down"},
-                 {XK_End, XK_End, "end"},
-                 {XK_Home, XK_Home, "home"},
-                 {XK_Left, XK_Left, "left"},
-                 {XK_Up, XK_Up, "up"},
-                 {XK_Right, XK_Right, "right"},
-                 {XK_Down, XK_Down, "down"},
-                 {XK_Print, XK_Sys_Req, "screenshot"},
-                 {XK_Insert, XK_Insert, "insert"},
-                 {XK_Delete, XK_Delete, "delete"},
-                 {XK_Menu, XK_Menu, "menu"},
-                 {XK_Num_Lock, XK_Num_Lock, "num lock"},
-                 {XK_Scroll_Lock, XK_Scroll_Lock, "scroll lock"}});
+                 {XK_space, XK_space, "space"},
+                 {XK_Num_Lock, XK_Num_Lock, "num lock"}});
 }
 
 TEST(KeyNameTest, PrintableKeysAreTheirUnshiftedCharacterWithCapitalLetters) {

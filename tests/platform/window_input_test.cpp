@@ -43,8 +43,9 @@ protected:
         return records;
     }
 
-    // Hands the window one raw motion packet with the given valuators.
-    void rawMotion(int sourceDevice, std::initializer_list<std::pair<int, double>> valuators) {
+    // Hands the window one raw motion packet of the core pointer, whose
+    // valuators are relative.
+    void rawMotion(std::initializer_list<std::pair<int, double>> valuators) {
         unsigned char mask[1] = {};
         double values[8] = {};
         int count = 0;
@@ -54,32 +55,29 @@ protected:
         }
         XIRawEvent raw{};
         raw.evtype = XI_RawMotion;
-        raw.sourceid = sourceDevice;
-        raw.valuators.mask_len = 1;
-        raw.valuators.mask = mask;
+        raw.sourceid = 2;
+        raw.valuators = {1, mask, values};
         raw.raw_values = values;
-        raw.valuators.values = values;
         XEvent event{};
+        int unused = 0;
+        XQueryExtension(window->display, "XInputExtension", &event.xcookie.extension, &unused, &unused);
         event.xcookie.type = GenericEvent;
         event.xcookie.display = window->display;
-        event.xcookie.extension = xinputOpcode();
         event.xcookie.evtype = XI_RawMotion;
         event.xcookie.data = &raw;
         EXPECT_TRUE(window->handleMessage(event));
     }
 
-    int xinputOpcode() {
-        int opcode = 0, event = 0, error = 0;
-        XQueryExtension(window->display, "XInputExtension", &opcode, &event, &error);
-        return opcode;
+    void focusChange(int type) {
+        XEvent event{};
+        event.xfocus = {type, 0, False, window->display, window->handle, NotifyNormal, NotifyNonlinear};
+        window->handleMessage(event);
+        XSync(window->display, False);
     }
 
     XInputLock inputLock;
     std::unique_ptr<Window> window;
 };
-
-// The master pointer: its valuators are relative.
-constexpr int kCorePointer = 2;
 
 TEST_F(WindowInputTest, AHeldKeyGivesOnePressAndOneRelease) {
     // Held past the server's auto-repeat delay, the key repeats its press.
@@ -173,11 +171,11 @@ TEST_F(WindowInputTest, ACloseRequestSetsTheQuitFlagAndKeepsTheWindow) {
 }
 
 TEST_F(WindowInputTest, RawPacketsGiveWholeCountsAndNothingForNoMotion) {
-    rawMotion(kCorePointer, {{0, 0.0}, {1, 0.0}});
-    rawMotion(kCorePointer, {{2, 3.0}}); // a scroll valuator only
+    rawMotion({{0, 0.0}, {1, 0.0}});
+    rawMotion({{2, 3.0}}); // a scroll valuator only
     EXPECT_TRUE(gEventQueue.empty());
 
-    rawMotion(kCorePointer, {{1, -4.0}});
+    rawMotion({{1, -4.0}});
     ASSERT_EQ(gEventQueue.size(), 1u);
     EXPECT_EQ(gEventQueue.back().kind, EventKindMouseMotion);
     EXPECT_EQ(gEventQueue.back().mouseMotion.dx, 0);
@@ -185,23 +183,18 @@ TEST_F(WindowInputTest, RawPacketsGiveWholeCountsAndNothingForNoMotion) {
 
     // Fractions of a count add up rather than vanish.
     gEventQueue.clear();
-    rawMotion(kCorePointer, {{0, 0.4}});
-    rawMotion(kCorePointer, {{0, 0.4}});
+    rawMotion({{0, 0.4}});
+    rawMotion({{0, 0.4}});
     EXPECT_TRUE(gEventQueue.empty());
-    rawMotion(kCorePointer, {{0, 0.4}});
+    rawMotion({{0, 0.4}});
     ASSERT_EQ(gEventQueue.size(), 1u);
     EXPECT_EQ(gEventQueue.back().mouseMotion.dx, 1);
 
     // Without the focus the packets are someone else's.
     gEventQueue.clear();
-    XEvent focusOut{};
-    focusOut.xfocus.type = FocusOut;
-    focusOut.xfocus.window = window->handle;
-    focusOut.xfocus.mode = NotifyNormal;
-    focusOut.xfocus.detail = NotifyNonlinear;
-    window->handleMessage(focusOut);
+    focusChange(FocusOut);
     gEventQueue.clear();
-    rawMotion(kCorePointer, {{0, 10.0}, {1, 10.0}});
+    rawMotion({{0, 10.0}, {1, 10.0}});
     EXPECT_TRUE(gEventQueue.empty());
 }
 
@@ -214,16 +207,6 @@ TEST_F(WindowInputTest, TheCursorIsConfinedOnlyWhileFocusedAndAsked) {
         XSync(other, False);
         return result == GrabSuccess;
     };
-    const auto focusChange = [&](int type) {
-        XEvent event{};
-        event.xfocus.type = type;
-        event.xfocus.window = window->handle;
-        event.xfocus.mode = NotifyNormal;
-        event.xfocus.detail = NotifyNonlinear;
-        window->handleMessage(event);
-        XSync(window->display, False);
-    };
-
     EXPECT_TRUE(otherCanGrab()); // never asked for: not confined though focused
     window->clipCursor = true;
     focusChange(FocusIn);

@@ -140,15 +140,6 @@ TEST_F(WindowTest, AFailureLeavesNoWindowContextOrEntryBehind) {
     expectConstructionFails(empty, "window creation failed");
 }
 
-TEST_F(WindowTest, AFailedWindowDoesNotDisturbTheOneThatExists) {
-    Window window(programWindowSettings());
-    WindowSettings manySamples = programWindowSettings();
-    manySamples.samples = 1024;
-    EXPECT_THROW(Window failed(manySamples), std::runtime_error);
-    EXPECT_EQ(gWindows.size(), 1u);
-    EXPECT_EQ(gWindows.at(window.handle), &window);
-}
-
 TEST_F(WindowTest, TheTitleReachesTheWindowManagerInUtf8) {
     Window window(programWindowSettings());
     window.setTitle("[41 ms] Renderer \xc2\xb5");

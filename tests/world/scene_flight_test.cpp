@@ -35,7 +35,7 @@ protected:
         handleKeyboardEvent(event, scene, renderer);
     }
 
-    Scene scene;
+    Scene scene{kEmptyScene};
     RecordingRenderer renderer;
 };
 

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "foundation/math/vec3.h"
+#include "geometry/bvh.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+
+namespace verdanium {
+
+class Entity;
+class Scene;
+struct Hit;
+struct Ray;
+
+// Build record of one entity at the scene level: its world box and the box's centre.
+struct EntityPrimitive {
+    Entity* entity = nullptr;
+    Vec3 lower;
+    Vec3 upper;
+    Vec3 centroid;
+};
+
+// The entity's world box: the mesh's radius cube (which holds the mesh under any
+// rotation about its origin) moved by the translation column of the transform.
+// Rotation and scale are ignored, so a tumbling asteroid's box never has to be
+// recomputed from its vertices.
+EntityPrimitive makeEntityPrimitive(Entity& entity);
+
+// The upper level of the two-level hierarchy: one tree over the entities in world
+// space, thrown away and built again in full after every step in which they
+// moved. Leaves hold raw entity pointers: the scene's map owns the entities, and
+// the tree must not be queried between a change of the map and the next build.
+class SceneBvh : public Bvh<EntityPrimitive, Entity*, Scene> {
+public:
+    using EntityMap = std::map<std::uint32_t, std::shared_ptr<Entity>>;
+
+    explicit SceneBvh(Scene* owner = nullptr) : Bvh(owner) {}
+
+    // Builds over the entities of [first, last) in map order, i.e. by ascending
+    // key, with the median build of the mesh level. The arrays keep their
+    // capacity, so once they have grown a rebuild allocates nothing.
+    void build(EntityMap::const_iterator first, EntityMap::const_iterator last);
+
+    // Nearest hit over the tree, with the traversal rules of the mesh level; each
+    // entity reached is tested in its object space. Returns false at once when
+    // the tree has never been built.
+    bool intersect(const Ray& ray, Hit& hit) const;
+    // Any hit. The ray's range limits only the entity boxes: inside an entity
+    // the object-space ray runs from 0 to infinity.
+    bool occluded(const Ray& ray) const;
+};
+
+// Nearest-hit test of one entity: the world ray taken into object space and
+// handed to the entity's mesh with the caller's hit, whose t bounds the search.
+// On a hit, sets hit.entity and clears hit.complete. Raises std::domain_error
+// "transformation not invertible" for a singular transform.
+bool intersectEntity(Entity& entity, const Ray& worldRay, Hit& hit);
+
+// Any-hit test of one entity, over the whole object-space line from 0 on.
+bool entityOccludes(const Entity& entity, const Ray& worldRay);
+
+} // namespace verdanium
