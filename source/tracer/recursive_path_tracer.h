@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace verdanium {
@@ -135,12 +136,12 @@ public:
     std::uint64_t chunkSize = 0;
     std::uint64_t chunkCount = 0;
 
-    // Here follows the composite's screen quad (a shared Geometry of size 2.0).
-
+    // The composite's screen quad (makeQuad at the size 2.0).
+    std::shared_ptr<Geometry> quad;
     std::uint32_t quadVertexArray = 0;
 
-    // Here follows the composite shader program, from
-    // "..\..\..\data\materials\composite".
+    // The composite shader, from "..\..\..\data\materials\composite".
+    std::shared_ptr<GlslProgram> compositeProgram;
 
     std::int32_t diffuseSamplerLocation = -1;
     std::int32_t pathTraceSamplerLocation = -1;
