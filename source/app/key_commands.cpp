@@ -80,14 +80,20 @@ void applyRendererDigit(const KeyboardEvent& event, Renderer& renderer) {
     }
 }
 
-void applyValue(std::uint64_t value, [[maybe_unused]] Scene& scene, Renderer& renderer) {
+void applyValue(std::uint64_t value, Scene& scene, Renderer& renderer) {
     switch (gCurrentSetting) {
+    // The three scene settings rebuild the scene, the digit replacing one of the
+    // values in force. A repeated digit rebuilds again, with new asteroids, since
+    // the generator is never reseeded.
     case SettingObjectCount:
+        scene.recreate(value, scene.tesselationExponent, scene.leafSize);
+        break;
     case SettingTesselation:
+        scene.recreate(scene.objectCountExponent, value, scene.leafSize);
+        break;
     case SettingLeafSize:
-        // GAP: rebuilds the scene through Scene::recreate, with the value in place
-        // of the one setting's exponent (LeafSize takes the low eight bits); that
-        // operation arrives with the entities.
+        scene.recreate(scene.objectCountExponent, scene.tesselationExponent,
+                       static_cast<std::uint8_t>(value));
         break;
     case SettingCpuThreads:
         renderer.setCpuThreads(value);

@@ -5,6 +5,10 @@
 
 namespace verdanium {
 
+// The leaves read their triangles from leafTriangles, in leaf order, rather than through leafItems and the
+// mesh's positions: one contiguous record per leaf, near its neighbours in the tree. The arithmetic is the
+// same as intersectTriangle's on the corners, so the results are identical. The range conditions are
+// combined without branching, like the triangle test itself.
 bool MeshBvh::intersect(const Ray& ray, Hit& hit) const {
     const LeafTriangle* triangles = leafTriangles.data();
     const Geometry* mesh = owner;
@@ -14,9 +18,9 @@ bool MeshBvh::intersect(const Ray& ray, Hit& hit) const {
             for (std::uint32_t item = index; item < index + count; ++item) {
                 const LeafTriangle& triangle = triangles[item];
                 float u, v, t;
-                if (!intersectTriangleEdges(triangle.a, triangle.edge1, triangle.edge2, ray, u, v, t))
-                    continue;
-                if (!(t >= ray.tMin) || t > ray.tMax || t > hit.t)
+                const bool inside =
+                    intersectTriangleEdges(triangle.a, triangle.edge1, triangle.edge2, ray, u, v, t);
+                if (!(inside & (t >= ray.tMin) & !(t > ray.tMax) & !(t > hit.t)))
                     continue;
                 hit.u = u;
                 hit.v = v;
@@ -36,8 +40,9 @@ bool MeshBvh::occluded(const Ray& ray) const {
         for (std::uint32_t item = index; item < index + count; ++item) {
             const LeafTriangle& triangle = triangles[item];
             float u, v, t;
-            if (intersectTriangleEdges(triangle.a, triangle.edge1, triangle.edge2, ray, u, v, t) &&
-                t >= ray.tMin && !(t > ray.tMax))
+            const bool inside =
+                intersectTriangleEdges(triangle.a, triangle.edge1, triangle.edge2, ray, u, v, t);
+            if (inside & (t >= ray.tMin) & !(t > ray.tMax))
                 return true;
         }
         return false;

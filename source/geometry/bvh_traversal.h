@@ -5,25 +5,42 @@
 #include "geometry/hit.h"
 #include "geometry/ray.h"
 
+#include <cstddef>
 #include <cstdint>
+
+#if defined(__SSE__)
+#include <xmmintrin.h>
+#endif
 
 namespace verdanium {
 
 // The traversals of both hierarchy levels. A level supplies what its leaves hold through a callable; the
 // order of visits, the box test and the stack are shared, so the scene level walks its tree exactly as a
 // mesh does.
+//
+// On incoherent rays this loop is bound by latency, not arithmetic: each node's address depends on the
+// previous node, and whether a box is entered is close to a coin toss, so about every other node costs a
+// mispredicted branch. Measured alternatives that gave the same answers but ran slower here: SSE box tests
+// (one box or both children at once: the shuffles lengthen the chain), testing both children at their
+// parent, and a branch-free descend-or-pop (it turns every prediction into a data dependency). What helped:
+// a short compare chain, the child order from a register, a prefetch of the far child and a branch-free
+// triangle test (see intersectTriangleEdges).
 
 // Per-ray constants of the slab test, computed once per traversal.
 struct SlabRay {
     float origin[3];
     // 1 / direction by a true division, so that a zero component gives an infinity of its sign.
     float inverse[3];
-    // Per axis 0 if the inverse is >= 0, else 1 (a NaN counts as 1).
-    std::uint32_t sign[3];
+    // Bit k is the sign of axis k: 0 if the inverse is >= 0, else 1 (a NaN counts as 1). Kept as bits so
+    // that the child order of a node is a shift of a register, not a load that the next node's address
+    // would wait for.
+    std::uint32_t signBits;
     // Plane indices of the box floats: entry = axis + 3 * sign, exit = axis + 3 * (1 - sign). Precomputed so
     // that each node picks its planes by plain loads, with no per-node min or max.
     std::uint32_t entry[3];
     std::uint32_t exit[3];
+
+    std::uint32_t sign(std::uint32_t axis) const { return (signBits >> axis) & 1u; }
 };
 
 inline SlabRay makeSlabRay(const Vec3& origin, const Vec3& inverseDirection, const std::uint32_t sign[3]) {
@@ -34,10 +51,12 @@ inline SlabRay makeSlabRay(const Vec3& origin, const Vec3& inverseDirection, con
     slab.inverse[0] = inverseDirection.x;
     slab.inverse[1] = inverseDirection.y;
     slab.inverse[2] = inverseDirection.z;
-    for (int axis = 0; axis < 3; ++axis) {
-        slab.sign[axis] = sign[axis];
-        slab.entry[axis] = axis + 3 * sign[axis];
-        slab.exit[axis] = axis + 3 * (1 - sign[axis]);
+    slab.signBits = 0;
+    for (std::uint32_t axis = 0; axis < 3; ++axis) {
+        const std::uint32_t s = sign[axis] != 0 ? 1u : 0u;
+        slab.signBits |= s << axis;
+        slab.entry[axis] = axis + 3 * s;
+        slab.exit[axis] = axis + 3 * (1 - s);
     }
     return slab;
 }
@@ -51,12 +70,19 @@ inline SlabRay makeSlabRay(const Ray& ray) {
 
 // The slab test: does the ray enter the node's box before limit and leave it after tMin?
 //
-// The comparisons keep an exact sense, because a ray running along a slab plane makes 0 * infinity = NaN:
-// such a NaN never rejects at the axis overlap tests and passes the limit test, but fails the final
-// t1 > tMin. The running t0 and t1 are written as the selects "raise t0 if the other is greater" and
-// "replace t1 unless the other is >= it", which compile to maxss and minss with exactly these NaN rules.
-// All rejections are or-ed together at the end instead of returned early: the inputs are all loaded anyway,
-// and one well-predicted branch beats five unpredictable ones on incoherent rays.
+// With tx0, tx1 the distances to the x entry and exit planes (likewise y, z): reject if tx0 > ty1 or
+// ty0 > tx1; t0 = tx0, raised to ty0 if ty0 > t0; t1 = tx1, replaced by ty1 unless ty1 >= t1; reject if
+// t0 > tz1 or tz0 > t1; update t0 and t1 by the same two rules with z; reject if t0 >= limit, and unless
+// t1 > tMin. These comparisons keep an exact sense, because a ray running along a slab plane makes
+// 0 * infinity = NaN: such a NaN never rejects at the overlap tests and passes the limit test, but fails the
+// final t1 > tMin.
+//
+// "Raise t0 if the other is greater" is written other > t0 ? other : t0, which is maxss with the NaN rule
+// intact (a NaN keeps t0). "Replace t1 unless the other is >= it" is written t1 < other ? t1 : other, which
+// is minss: it too takes the other value when either is NaN, and differs from the literal form only when
+// the two are equal, where it may keep the other zero's sign; no comparison below can tell +0 from -0, so
+// the test's result is the same, with a shorter dependency chain than a compare and a blend. All rejections
+// are or-ed together and decided by one branch at the end.
 inline bool slabHits(const BvhNode& node, const SlabRay& ray, float limit, float tMin) {
     const float tx0 = (node.plane(ray.entry[0]) - ray.origin[0]) * ray.inverse[0];
     const float tx1 = (node.plane(ray.exit[0]) - ray.origin[0]) * ray.inverse[0];
@@ -67,10 +93,10 @@ inline bool slabHits(const BvhNode& node, const SlabRay& ray, float limit, float
 
     bool reject = (tx0 > ty1) | (ty0 > tx1);
     float t0 = ty0 > tx0 ? ty0 : tx0;
-    float t1 = ty1 >= tx1 ? tx1 : ty1;
+    float t1 = tx1 < ty1 ? tx1 : ty1;
     reject |= (t0 > tz1) | (tz0 > t1);
     t0 = tz0 > t0 ? tz0 : t0;
-    t1 = tz1 >= t1 ? t1 : tz1;
+    t1 = t1 < tz1 ? t1 : tz1;
     reject |= (t0 >= limit) | !(t1 > tMin);
     return !reject;
 }
@@ -81,14 +107,40 @@ inline bool rayHitsBox(const BvhNode& node, const Ray& ray, const Vec3& inverseD
     return slabHits(node, makeSlabRay(ray.origin, inverseDirection, sign), ray.tMax, ray.tMin);
 }
 
+// The search limit of a nearest-hit query: ray.tMax if hit.t >= ray.tMax, else hit.t. Written as
+// tMax < t ? tMax : t (minss), which agrees on every input: a NaN hit.t gives hit.t, a NaN tMax gives hit.t,
+// equal values give that value.
+inline float nearestLimit(const Ray& ray, const Hit& hit) {
+    return ray.tMax < hit.t ? ray.tMax : hit.t;
+}
+
 // Depth of the fixed traversal stack. The median split keeps a tree over n items about log2(n) deep, so 64
 // entries cannot be reached; there is no bounds check.
 inline constexpr int kBvhStackSize = 64;
 
+// Starts loading a node that the traversal will probably need soon, off the critical path.
+inline void prefetchNode(const BvhNode* node) {
+#if defined(__SSE__)
+    _mm_prefetch(reinterpret_cast<const char*>(node), _MM_HINT_T0);
+#else
+    (void)node;
+#endif
+}
+
+// Steps into an inner node: the child on the near side along the split axis, judged by the ray's sign
+// alone, becomes current; the other is pushed. The right child usually lies far away in the array (the
+// left one is the next node), so it is prefetched whichever way it goes.
+inline std::uint32_t descend(const BvhNode* nodes, const BvhNode& node, std::uint32_t current,
+                             const SlabRay& slab, std::uint32_t* stack, int& size) {
+    prefetchNode(nodes + node.index);
+    const bool rightFirst = slab.sign(node.axis) != 0;
+    stack[size++] = rightFirst ? current + 1 : node.index;
+    return rightFirst ? node.index : current + 1;
+}
+
 // Nearest-hit traversal. leaf(index, count) tests the leaf's items and returns whether any of them improved
-// the hit. The limit is re-read from hit.t at every node, so each hit found shortens the rest of the search.
-// Children are visited near side first, judged by the sign of the ray on the node's split axis alone, and
-// each is tested only when its turn comes.
+// the hit. Each node's box is tested when its turn comes, with the limit as it stands then, so every hit
+// found shortens the rest of the search.
 template <typename Leaf>
 inline bool traverseNearest(const BvhNode* nodes, std::size_t nodeCount, const Ray& ray, Hit& hit,
                             Leaf&& leaf) {
@@ -101,15 +153,9 @@ inline bool traverseNearest(const BvhNode* nodes, std::size_t nodeCount, const R
     bool found = false;
     for (;;) {
         const BvhNode& node = nodes[current];
-        const float limit = hit.t >= ray.tMax ? ray.tMax : hit.t;
-        if (slabHits(node, slab, limit, ray.tMin)) {
+        if (slabHits(node, slab, nearestLimit(ray, hit), ray.tMin)) {
             if (node.count == 0) {
-                // Branch-free child order: the far child is pushed, the near one taken at once.
-                const std::uint32_t left = current + 1;
-                const std::uint32_t right = node.index;
-                const bool rightFirst = slab.sign[node.axis] != 0;
-                stack[size++] = rightFirst ? left : right;
-                current = rightFirst ? right : left;
+                current = descend(nodes, node, current, slab, stack, size);
                 continue;
             }
             found |= leaf(node.index, node.count);
@@ -121,8 +167,8 @@ inline bool traverseNearest(const BvhNode* nodes, std::size_t nodeCount, const R
     return found;
 }
 
-// Any-hit traversal: the same walk with the box limited by ray.tMax; leaf(index, count) returns true if an
-// item blocks the ray, which ends the query.
+// Any-hit traversal: the same walk with the boxes limited by ray.tMax alone; leaf(index, count) returns true
+// if an item blocks the ray, which ends the query.
 template <typename Leaf>
 inline bool traverseAny(const BvhNode* nodes, std::size_t nodeCount, const Ray& ray, Leaf&& leaf) {
     if (nodeCount == 0)
@@ -135,11 +181,7 @@ inline bool traverseAny(const BvhNode* nodes, std::size_t nodeCount, const Ray& 
         const BvhNode& node = nodes[current];
         if (slabHits(node, slab, ray.tMax, ray.tMin)) {
             if (node.count == 0) {
-                const std::uint32_t left = current + 1;
-                const std::uint32_t right = node.index;
-                const bool rightFirst = slab.sign[node.axis] != 0;
-                stack[size++] = rightFirst ? left : right;
-                current = rightFirst ? right : left;
+                current = descend(nodes, node, current, slab, stack, size);
                 continue;
             }
             if (leaf(node.index, node.count))

@@ -11,26 +11,26 @@ namespace verdanium {
 // goes through this one function, whether its edges were just computed from the corners or precomputed at
 // build time, so that all of them do the same float operations in the same order and agree bit for bit.
 //
-// Returns false for a zero (or NaN) determinant and for a point outside the triangle; otherwise writes u, v
-// and t and leaves the range test of t to the caller. The bounds are inclusive: u = 0, v = 0 and u + v = 1
-// count as inside, so that a ray through a shared edge strikes both triangles.
+// Returns false for a zero (or NaN) determinant and for a point outside the triangle; otherwise leaves the
+// range test of t to the caller. u, v and t are written either way and mean something only on true. The
+// bounds are inclusive: u = 0, v = 0 and u + v = 1 count as inside, so that a ray through a shared edge
+// strikes both triangles.
+//
+// Everything is computed and the conditions are combined at the end rather than tested one by one: on
+// incoherent rays each early exit is a poorly predicted branch, which costs more than the few products it
+// saves. A zero determinant then only makes inverse infinite and u, v, t infinite or NaN, which the
+// determinant condition discards.
 inline bool intersectTriangleEdges(const Vec3& a, const Vec3& edge1, const Vec3& edge2, const Ray& ray,
                                    float& u, float& v, float& t) {
     const Vec3 p = cross(ray.direction, edge2);
     const float det = dot(edge1, p);
-    if (!(det < 0.0f || det > 0.0f))
-        return false;
     const float inverse = 1.0f / det;
     const Vec3 s = ray.origin - a;
     u = dot(s, p) * inverse;
-    if (!(u >= 0.0f) || u > 1.0f)
-        return false;
     const Vec3 q = cross(s, edge1);
     v = dot(ray.direction, q) * inverse;
-    if (!(v >= 0.0f) || u + v > 1.0f)
-        return false;
     t = dot(edge2, q) * inverse;
-    return true;
+    return ((det < 0.0f) | (det > 0.0f)) & (u >= 0.0f) & !(u > 1.0f) & (v >= 0.0f) & !(u + v > 1.0f);
 }
 
 // The edge from corner a to corner b, as every test and the leaf records compute it.

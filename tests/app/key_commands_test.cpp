@@ -3,12 +3,14 @@
 #include "app/recording_renderer.h"
 #include "geometry/intersector_mode.h"
 #include "platform/event.h"
+#include "support/gl_test_context.h"
 #include "world/scene.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace verdanium {
@@ -109,6 +111,47 @@ TEST_F(KeyCommandsTest, IntersectorIsOneForEveryNonZeroDigit) {
     EXPECT_EQ(gIntersectorMode, 0);
     EXPECT_TRUE(renderer.calls.empty());
     gIntersectorMode = saved;
+}
+
+TEST_F(KeyCommandsTest, KeypadDigitsDoNotRebuildTheScene) {
+    ::testing::internal::CaptureStdout();
+    type({"O", "numpad 0", "T", "numpad 1", "L", "numpad 2"});
+    const std::string output = ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ(output.find("recreating"), std::string::npos) << output;
+    EXPECT_EQ(scene.changeCount, 0u);
+    EXPECT_EQ(scene.objectCountExponent, 3u);
+    EXPECT_EQ(scene.tesselationExponent, 0u);
+    EXPECT_EQ(scene.leafSize, 1u);
+}
+
+// The scene settings rebuild the scene from the data tree, so these need GL and
+// the generated models.
+TEST_F(KeyCommandsTest, SceneDigitsRebuildWithOneValueReplaced) {
+    VERDANIUM_REQUIRE_GL();
+    if (::access("../../../data/models/ship/serenity/Hull.obj", R_OK) != 0)
+        GTEST_SKIP() << "the models have not been generated";
+
+    ::testing::internal::CaptureStdout();
+    type({"O", "0"});
+    std::string output = ::testing::internal::GetCapturedStdout();
+    EXPECT_NE(
+        output.find(
+            "recreating scene with 4 objects of radius 2 with 4 triangles each (16 triangles in total)\n"),
+        std::string::npos)
+        << output;
+    EXPECT_EQ(scene.objectCountExponent, 0u);
+    const std::size_t entityCount = scene.entities.size();
+    EXPECT_GT(entityCount, 4u); // the asteroids and the ship's parts
+
+    ::testing::internal::CaptureStdout();
+    type({"T", "1", "L", "7"});
+    output = ::testing::internal::GetCapturedStdout();
+    EXPECT_NE(output.find("with 16 triangles each (64 triangles in total)\n"), std::string::npos) << output;
+    EXPECT_EQ(scene.objectCountExponent, 0u);
+    EXPECT_EQ(scene.tesselationExponent, 1u);
+    EXPECT_EQ(scene.leafSize, 7u);
+    EXPECT_EQ(scene.entities.size(), entityCount);
+    EXPECT_TRUE(renderer.calls.empty());
 }
 
 TEST_F(KeyCommandsTest, KeypadDigitsAndOtherNamesAreNoValues) {

@@ -79,5 +79,27 @@ TEST_F(ProgramEndToEnd, TitleFollowsTheSelectedSettingAndKeysAreLogged) {
         EXPECT_NE(output.find(line), std::string::npos) << "missing: " << line << "in:\n" << output;
 }
 
+TEST_F(ProgramEndToEnd, ObjectCountZeroRebuildsTheSceneWithFourAsteroids) {
+    focus();
+    key("o");
+    expectTitle("ObjectCount");
+    key("0");
+    closeAndExpectStatusZero();
+
+    const std::string output = session->standardOutput();
+    // The first scene, then the rebuild asked for by the keys.
+    const std::string first = "recreating scene with 256 objects of radius 0.25 with 4 triangles each";
+    const std::string rebuilt =
+        "recreating scene with 4 objects of radius 2 with 4 triangles each (16 triangles in total)\n";
+    const auto firstAt = output.find(first);
+    const auto keyAt = output.find("handling KeyboardEvent 0 pressed\n");
+    const auto rebuiltAt = output.find(rebuilt);
+    ASSERT_NE(firstAt, std::string::npos) << output;
+    ASSERT_NE(rebuiltAt, std::string::npos) << output;
+    EXPECT_LT(firstAt, keyAt);
+    EXPECT_LT(keyAt, rebuiltAt);
+    EXPECT_NE(output.find("BVH update: ", rebuiltAt), std::string::npos) << output;
+}
+
 } // namespace
 } // namespace verdanium

@@ -2,7 +2,9 @@
 // the program will actually get from them.
 
 #include "generated_data.h"
+#include "geometry/geometry.h"
 #include "geometry/obj_reader.h"
+#include "support/gl_test_context.h"
 
 #include <gtest/gtest.h>
 
@@ -36,6 +38,26 @@ TEST(ProgramReader, GetsFullFacesAndATextureForEveryTriangle) {
             const char* map = model->materials[m].diffuseMap;
             ASSERT_NE(map, nullptr) << file;
             EXPECT_TRUE(std::filesystem::is_regular_file(resolveTexture(dataRoot(), map))) << map;
+        }
+    }
+}
+
+TEST(ProgramReader, BuildsMeshesOfTheIntendedSizes) {
+    VERDANIUM_REQUIRE_GL();
+    // The program recentres rocks on the mean of their corners; their radius
+    // there is the one the generator chose, and the ship keeps its hull space.
+    const double rockRadii[] = {16.0, 24.0, 33.0, 45.0, 58.0};
+    for (std::size_t i = 0; i < modelFiles().size(); ++i) {
+        const std::string& file = modelFiles()[i];
+        Geometry mesh((dataRoot() / file).string());
+        ASSERT_EQ(mesh.positions.size(), 3 * mesh.triangleMaterials.size()) << file;
+        ASSERT_FALSE(mesh.positions.empty()) << file;
+        if (i < asteroidFiles().size()) {
+            EXPECT_NEAR(mesh.radiusBounds.upper.x, rockRadii[i], 0.01) << file;
+        }
+        for (std::uint64_t material : mesh.triangleMaterials) {
+            ASSERT_GT(material, 0u) << file;
+            ASSERT_LT(material, mesh.materials.size()) << file;
         }
     }
 }

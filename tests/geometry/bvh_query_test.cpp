@@ -232,57 +232,5 @@ TEST(BvhQuery, OracleOnAnAxisAlignedLattice) {
     }
 }
 
-TEST(BvhQuery, EmptyTreeAndEmptyRootMissEverything) {
-    MeshBvh unbuilt;
-    Ray ray;
-    ray.direction = Vec3{0, 0, 1};
-    Hit hit;
-    EXPECT_FALSE(unbuilt.intersect(ray, hit));
-    EXPECT_FALSE(unbuilt.occluded(ray));
-
-    MeshBvh empty;
-    empty.build(std::vector<Vec3>{});
-    ASSERT_EQ(empty.nodes.size(), 1u);
-    RandomRays rays(4, 1.0f, 1.0f);
-    for (int i = 0; i < 200; ++i) {
-        rays.next(ray.origin, ray.direction);
-        EXPECT_FALSE(empty.intersect(ray, hit));
-        EXPECT_FALSE(empty.occluded(ray));
-    }
-    EXPECT_EQ(hit.firstIndex, ~std::uint64_t(0));
-}
-
-TEST(BvhQuery, NearestHitRespectsTheIncomingHit) {
-    const std::vector<Vec3> positions = bvh_test::makeLumpyBall(6);
-    MeshBvh bvh;
-    bvh.build(positions);
-    Ray ray;
-    ray.origin = Vec3{0, 0, -5};
-    ray.direction = Vec3{0.01f, 0.02f, 1};
-    Hit first;
-    ASSERT_TRUE(bvh.intersect(ray, first));
-    // A hit already nearer than the mesh stays as it is.
-    Hit nearer;
-    nearer.t = first.t * 0.5f;
-    EXPECT_FALSE(bvh.intersect(ray, nearer));
-    EXPECT_EQ(nearer.firstIndex, ~std::uint64_t(0));
-    // The same t again counts as a hit (the last tested wins).
-    Hit same = first;
-    EXPECT_TRUE(bvh.intersect(ray, same));
-    EXPECT_EQ(same.t, first.t);
-    // The far side is found by starting past the near one.
-    Ray beyond = ray;
-    beyond.tMin = first.t * 1.001f;
-    Hit far;
-    ASSERT_TRUE(bvh.intersect(beyond, far));
-    EXPECT_GT(far.t, first.t);
-    // A shadow ray ending before the surface is not blocked.
-    Ray shadow = ray;
-    shadow.tMax = first.t * 0.999f;
-    EXPECT_FALSE(bvh.occluded(shadow));
-    shadow.tMax = first.t;
-    EXPECT_TRUE(bvh.occluded(shadow));
-}
-
 } // namespace
 } // namespace verdanium

@@ -11,7 +11,7 @@
 namespace verdanium::datagen {
 namespace {
 
-struct AsteroidSpec {
+struct AsteroidModel {
     RockRecipe recipe;
     RockPalette palette;
     double radius;    // bounding radius in world units after centring
@@ -21,8 +21,8 @@ struct AsteroidSpec {
 
 // Sizes from 16 to 58 units, so that the smallest still shows a few pixels at the
 // far side of the 2000-unit slab and the largest fills much of the view close up.
-std::vector<AsteroidSpec> specs() {
-    std::vector<AsteroidSpec> list(5);
+std::vector<AsteroidModel> asteroidModels() {
+    std::vector<AsteroidModel> list(5);
 
     // 1: a small cratered potato, warm grey.
     list[0].recipe = {.seed = 11,
@@ -103,16 +103,16 @@ std::vector<ModelReport> generateAsteroids(OutputTree& out) {
     const std::string folder = "models/asteroid/random/";
     std::vector<ModelReport> reports;
     int number = 0;
-    for (const AsteroidSpec& spec : specs()) {
+    for (const AsteroidModel& model : asteroidModels()) {
         const std::string name = "asteroid" + std::to_string(++number);
-        RockShape shape(spec.recipe);
-        Surface surface = makeCubeSphere(spec.subdivisions, spec.tileTexels,
+        RockShape shape(model.recipe);
+        Surface surface = makeCubeSphere(model.subdivisions, model.tileTexels, 0.3,
                                          [&](const Vector3& d) { return d * shape.sample(d).radius; });
         // Centre the rock the way the program does (mean of the corners) and then
         // scale it to its size, so its spin axis passes through its middle and
         // its bounding radius is the one chosen above.
         translate(surface, -cornerMean(surface));
-        double scale = spec.radius / boundingRadius(surface);
+        double scale = model.radius / boundingRadius(surface);
         for (Vertex& v : surface.vertices) {
             v.position *= scale;
         }
@@ -130,7 +130,7 @@ std::vector<ModelReport> generateAsteroids(OutputTree& out) {
         out.write(folder + name + ".obj", encodeObj(name + ".mtl", groups));
         out.write(folder + name + ".mtl", encodeMtl({material}));
         out.write(folder + name + "_albedo.pbm",
-                  encodePf(makeRockAlbedo(shape, spec.palette, spec.tileTexels)));
+                  encodePf(makeRockAlbedo(shape, model.palette, model.tileTexels)));
         reports.push_back({folder + name + ".obj", surface.triangles.size(), boundingRadius(surface)});
     }
     return reports;

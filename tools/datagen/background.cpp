@@ -24,27 +24,31 @@ const Vector3 kBandNormal = normalize({0.25, 1.0, -0.3});
 
 // `band` is 1 on the great circle of the nebula's band and falls off away from it.
 Vector3 nebula(const Vector3& d, double band) {
-
     // A warped domain turns round blobs of noise into swirls and filaments.
-    Vector3 w = d * 1.8 + fractalNoiseVector(d * 1.4, 3, hashCombine(kSeed, 1)) * 0.9;
-    double cloud = 0.5 + 0.5 * fractalNoise(w * 1.7, 6, hashCombine(kSeed, 2));
-    double density = smoothstep(0.3, 0.85, cloud + 0.3 * (band - 0.5));
+    Vector3 w = d * 1.5 + fractalNoiseVector(d * 1.2, 3, hashCombine(kSeed, 1)) * 0.75;
 
-    double dust = ridgedNoise(w * 2.6, 5, hashCombine(kSeed, 3));
-    density *= 1.0 - 0.8 * smoothstep(0.72, 0.95, dust) * (0.4 + 0.6 * band);
+    // Where the clouds are (broad, mostly along the band), and their texture.
+    double broad = 0.5 + 0.5 * fractalNoise(d * 1.1 + Vector3{3.1, 1.7, -2.3}, 4, hashCombine(kSeed, 2));
+    double detail = 0.5 + 0.5 * fractalNoise(w * 2.4, 6, hashCombine(kSeed, 3));
+    double density = smoothstep(0.38, 0.85, 0.6 * broad + 0.35 * band + 0.5 * (detail - 0.5));
+    density *= 0.45 + 0.55 * smoothstep(0.3, 0.7, detail);
 
-    double knots = smoothstep(0.25, 0.7, fractalNoise(w * 4.5, 3, hashCombine(kSeed, 4)));
-    double glow = density * (0.7 + 0.6 * knots * band);
+    // Dark dust: broad soft-edged clouds, and thin lanes where a ridge of noise
+    // crests.
+    double dustCloud = smoothstep(
+        0.56, 0.72, 0.5 + 0.5 * fractalNoise(w * 1.9 + Vector3{-4.2, 0.3, 5.5}, 5, hashCombine(kSeed, 4)));
+    double dustLane = smoothstep(0.82, 0.96, ridgedNoise(w * 1.6, 3, hashCombine(kSeed, 5)));
+    density *= (1.0 - 0.85 * dustCloud) * (1.0 - 0.6 * dustLane);
 
     // Dim red haze, through orange, to a pale yellow in the brightest cores.
-    const Vector3 haze{0.030, 0.010, 0.006};
-    const Vector3 red{0.22, 0.055, 0.018};
-    const Vector3 orange{0.50, 0.22, 0.055};
-    const Vector3 core{0.58, 0.44, 0.22};
-    Vector3 colour = glow < 0.5 ? lerp(haze, red, glow * 2.0)
-                                : (glow < 0.85 ? lerp(red, orange, (glow - 0.5) / 0.35)
-                                               : lerp(orange, core, clamp01((glow - 0.85) / 0.35)));
-    return colour + Vector3{0.018, 0.008, 0.006};
+    const Vector3 haze{0.020, 0.007, 0.004};
+    const Vector3 red{0.16, 0.04, 0.012};
+    const Vector3 orange{0.55, 0.24, 0.06};
+    const Vector3 core{0.85, 0.62, 0.32};
+    Vector3 colour = density < 0.4 ? lerp(haze, red, density / 0.4)
+                                   : (density < 0.75 ? lerp(red, orange, (density - 0.4) / 0.35)
+                                                     : lerp(orange, core, clamp01((density - 0.75) / 0.25)));
+    return colour + Vector3{0.012, 0.006, 0.005};
 }
 
 Vector3 stars(const Vector3& d, double band, double texelAngle) {
@@ -71,7 +75,7 @@ Vector3 stars(const Vector3& d, double band, double texelAngle) {
                 if (std::fabs(distance - kStarCells) > 0.5) {
                     continue;
                 }
-                if (hashToUnit(hashCombine(h, 4)) > 0.3 * (0.6 + 0.9 * band)) {
+                if (hashToUnit(hashCombine(h, 4)) > 0.22 * (0.6 + 0.9 * band)) {
                     continue;
                 }
                 Vector3 star = point * (1.0 / distance);
@@ -83,7 +87,7 @@ Vector3 stars(const Vector3& d, double band, double texelAngle) {
                 // Many faint stars and a few bright ones: a heavy tail from a
                 // uniform draw without calling pow.
                 double u = hashToUnit(hashCombine(h, 5));
-                double brightness = 0.12 + 0.012 / (u * u + 0.001);
+                double brightness = 0.08 + 0.015 / (u * u + 0.0012);
                 double warmth = hashToUnit(hashCombine(h, 6));
                 Vector3 tint = lerp(Vector3{0.75, 0.85, 1.15}, Vector3{1.15, 0.85, 0.6}, warmth);
                 sum += tint * (brightness * portableExp(-0.5 * r2));
@@ -97,7 +101,7 @@ Vector3 stars(const Vector3& d, double band, double texelAngle) {
 
 Vector3 skyRadiance(const Vector3& direction, double texelAngle) {
     double across = dot(direction, kBandNormal);
-    double band = portableExp(-(across * across) / (0.55 * 0.55));
+    double band = portableExp(-(across * across) / (0.7 * 0.7));
     return nebula(direction, band) + stars(direction, band, texelAngle);
 }
 

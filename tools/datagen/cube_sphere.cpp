@@ -1,5 +1,6 @@
 #include "cube_sphere.h"
 
+#include "hash.h"
 #include "portable_math.h"
 
 #include <map>
@@ -50,7 +51,7 @@ void atlasTexel(int x, int y, int tileTexels, int& face, double& s, double& t) {
     t = (tileTexels - 1.0 - ty) / inner;
 }
 
-Surface makeCubeSphere(int subdivisions, int tileTexels,
+Surface makeCubeSphere(int subdivisions, int tileTexels, double jitter,
                        const std::function<Vector3(const Vector3&)>& place) {
     const int n = subdivisions;
     std::vector<double> coordinate(n + 1);
@@ -67,6 +68,11 @@ Surface makeCubeSphere(int subdivisions, int tileTexels,
         auto it = placed.find(key);
         if (it == placed.end()) {
             Vector3 direction = normalize({coordinate[lx], coordinate[ly], coordinate[lz]});
+            std::uint32_t h = hashCell(lx, ly, lz, 0x717e5U);
+            Vector3 shift{hashToUnit(hash32(h)) - 0.5, hashToUnit(hash32(h + 1)) - 0.5,
+                          hashToUnit(hash32(h + 2)) - 0.5};
+            shift -= direction * dot(shift, direction);
+            direction = normalize(direction + shift * (2.0 * jitter * (kPi / 2) / n));
             it = placed.emplace(key, place(direction)).first;
         }
         return it->second;

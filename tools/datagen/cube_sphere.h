@@ -29,7 +29,10 @@ void atlasTexel(int x, int y, int tileTexels, int& face, double& s, double& t);
 // A closed sphere of 6 x subdivisions^2 quads. `place` maps each grid point's
 // unit direction to its final position; it must keep the surface star-shaped
 // about the origin. Points shared by two faces are computed once, so the
-// surface is watertight.
-Surface makeCubeSphere(int subdivisions, int tileTexels, const std::function<Vector3(const Vector3&)>& place);
+// surface is watertight. `jitter` (in grid cells, below 0.5) moves each
+// point's direction sideways by a hashed amount, which breaks up the regular
+// pattern that flat-shaded facets of a perfect grid show.
+Surface makeCubeSphere(int subdivisions, int tileTexels, double jitter,
+                       const std::function<Vector3(const Vector3&)>& place);
 
 } // namespace verdanium::datagen

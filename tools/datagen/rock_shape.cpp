@@ -77,6 +77,8 @@ RockSample RockShape::sample(const Vector3& direction) const {
     Vector3 warped = direction + fractalNoiseVector(direction * 1.3, 2, hashCombine(seed, 1)) * 0.35;
     r *= 1.0 + recipe_.lumpAmplitude * fractalNoise(warped * 1.6, 4, hashCombine(seed, 2));
     r *= 1.0 + recipe_.ridgeAmplitude * (ridgedNoise(warped * 2.2, 4, hashCombine(seed, 3)) - 0.55);
+    // Rubble at the scale of the mesh's cells, so flat-shaded facets read as rock.
+    r *= 1.0 + 0.025 * fractalNoise(direction * 14.0, 2, hashCombine(seed, 5));
 
     double relief = 0;
     for (const Crater& c : craters_) {
@@ -94,13 +96,18 @@ RockSample RockShape::sample(const Vector3& direction) const {
             relief += rim * (1.0 - t) * (1.0 - t);
         }
         s.craterRim = std::max(s.craterRim, 1.0 - std::min(1.0, std::fabs(x - 1.0) * 4.0));
-        if (c.fresh && x > 0.9) {
-            // Rays: noise over the direction away from the crater centre, stretched
-            // so that it varies around the crater much faster than outward.
+        if (c.fresh && x > 0.6) {
+            // A blotchy blanket of bright ejecta close to the rim, and a few thin
+            // rays further out: noise over the direction away from the centre
+            // varies around the crater but not along a ray, and a second noise
+            // breaks each ray into pieces.
+            double blanket = smoothstep(0.6, 1.0, x) * (1.0 - smoothstep(1.0, 1.9, x)) *
+                             (0.6 + 0.6 * gradientNoise(direction * 25.0, seed));
             Vector3 away = normalize(direction - c.centre * dot(direction, c.centre));
-            double streak = clamp01(gradientNoise(away * 7.0 + c.centre * 13.0, seed) * 2.0 + 0.3);
+            double ray = smoothstep(0.45, 0.7, gradientNoise(away * 11.0 + c.centre * 13.0, seed));
+            ray *= smoothstep(-0.1, 0.3, gradientNoise(direction * 9.0, hashCombine(seed, 6)));
             double falloff = clamp01(1.0 - (x - 1.0) / 2.0);
-            s.ejecta = std::max(s.ejecta, streak * falloff * falloff);
+            s.ejecta = std::max(s.ejecta, clamp01(std::max(blanket, 0.7 * ray * falloff * falloff)));
         }
     }
     r *= 1.0 + relief;
@@ -112,7 +119,7 @@ RockSample RockShape::sample(const Vector3& direction) const {
         }
         // A faintly rough fracture face: a plane with a little fine noise on it.
         double plane = cut.distance / facing;
-        plane *= 1.0 + 0.012 * fractalNoise(direction * 9.0, 2, hashCombine(seed, 4));
+        plane *= 1.0 + 0.02 * fractalNoise(direction * 7.0, 3, hashCombine(seed, 4));
         double before = r;
         r = smoothMin(r, plane, 0.04 * plane);
         s.fracture = std::max(s.fracture, clamp01((before - r) / (0.03 * before)));

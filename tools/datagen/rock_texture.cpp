@@ -5,7 +5,46 @@
 #include "noise.h"
 #include "parallel_rows.h"
 
+#include <cmath>
+
 namespace verdanium::datagen {
+
+namespace {
+
+// Craters too small for the mesh, painted in: a dark floor and a light rim for
+// each of a scattering of points over the sphere (at most one per grid cell, as
+// for the stars of the background). Returns a factor around 1.
+double microCraters(const Vector3& d, std::uint32_t seed) {
+    constexpr double kCells = 22.0;
+    Vector3 cell = d * kCells;
+    int cx = static_cast<int>(std::floor(cell.x)), cy = static_cast<int>(std::floor(cell.y)),
+        cz = static_cast<int>(std::floor(cell.z));
+    double factor = 1.0;
+    for (int dz = -1; dz <= 1; ++dz) {
+        for (int dy = -1; dy <= 1; ++dy) {
+            for (int dx = -1; dx <= 1; ++dx) {
+                std::uint32_t h = hashCell(cx + dx, cy + dy, cz + dz, seed);
+                if (hashToUnit(hash32(h)) > 0.3) {
+                    continue;
+                }
+                Vector3 centre =
+                    normalize({cx + dx + hashToUnit(hash32(h + 1)), cy + dy + hashToUnit(hash32(h + 2)),
+                               cz + dz + hashToUnit(hash32(h + 3))});
+                double u = hashToUnit(hash32(h + 4));
+                double radius = (0.2 + 0.6 * u * u) / kCells;
+                double x = length(d - centre) / radius;
+                if (x < 0.85) {
+                    factor *= 0.82 + 0.1 * x;
+                } else if (x < 1.15) {
+                    factor *= 1.12;
+                }
+            }
+        }
+    }
+    return factor;
+}
+
+} // namespace
 
 FloatImage makeRockAlbedo(const RockShape& shape, const RockPalette& palette, int tileTexels) {
     FloatImage image(3 * tileTexels, 2 * tileTexels);
@@ -29,9 +68,13 @@ FloatImage makeRockAlbedo(const RockShape& shape, const RockPalette& palette, in
             colour *= 1.0 - 0.22 * rock.craterFloor + 0.12 * rock.craterRim;
             colour = lerp(colour, palette.fresh, clamp01(0.55 * rock.ejecta + 0.7 * rock.fracture));
 
+            colour *= microCraters(d, seed);
+
             if (palette.veinAmount > 0) {
-                double vein = ridgedNoise(d * 3.1, 3, hashCombine(seed, 4));
-                double strength = smoothstep(0.86, 0.95, vein) * palette.veinAmount;
+                // Veins follow the zero set of a warped noise: thin winding lines.
+                Vector3 w = d * 2.2 + fractalNoiseVector(d * 2.0, 2, hashCombine(seed, 5)) * 0.3;
+                double distance = std::fabs(fractalNoise(w, 2, hashCombine(seed, 4)));
+                double strength = (1.0 - smoothstep(0.008, 0.02, distance)) * palette.veinAmount;
                 colour = lerp(colour, palette.vein, clamp01(strength));
             }
             colour = {clamp01(colour.x) * 0.95, clamp01(colour.y) * 0.95, clamp01(colour.z) * 0.95};

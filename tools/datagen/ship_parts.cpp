@@ -72,11 +72,26 @@ Surface pivotHub(double side) {
 
 Surface tailFin() {
     std::vector<LoftSection> sections = {
-        {{0, 8.8, -13.5}, {0, 0, 4.2}, {0.45, 0, 0}, 0.2},
-        {{0, 12.5, -16.5}, {0, 0, 2.6}, {0.32, 0, 0}, 0.2},
-        {{0, 15.0, -18.8}, {0, 0, 1.5}, {0.2, 0, 0}, 0.2},
+        {{0, 8.6, -13.5}, {0, 0, 4.8}, {0.5, 0, 0}, 0.2},
+        {{0, 12.8, -16.8}, {0, 0, 3.0}, {0.34, 0, 0}, 0.2},
+        {{0, 16.0, -19.4}, {0, 0, 1.6}, {0.2, 0, 0}, 0.2},
     };
     return makeLoft(smoothSections(sections, 6), 16, {});
+}
+
+Surface tailplane(double side) {
+    // Small swept stabilisers on either side of the engine bell, which give the
+    // ship a clear outline when seen from behind.
+    std::vector<LoftSection> sections = {
+        {{2.8, 3.8, -19.6}, {0, 0, 2.6}, {0, 0.32, 0}, 0.25},
+        {{6.0, 3.3, -21.0}, {0, 0, 1.8}, {0, 0.24, 0}, 0.25},
+        {{8.6, 2.9, -22.4}, {0, 0, 1.0}, {0, 0.16, 0}, 0.25},
+    };
+    Surface s = makeLoft(smoothSections(sections, 6), 12, {0.0, 0.0, 0.5, 0.5});
+    if (side < 0) {
+        mirrorX(s);
+    }
+    return s;
 }
 
 Surface rearEngine() {
@@ -134,13 +149,19 @@ std::vector<MeshGroup> leftEngineGroups() {
     };
     Surface fin = makeLoft(finSections, 12, {});
 
+    // A red band round the nacelle behind the intake.
+    Surface band = makeLathe({{0, 5.2}, {2.93, 5.2}, {2.97, 6.4}, {0, 6.4}}, 36, {});
+    translate(band, {kRotorMount.x, kRotorMount.y, 0});
+
     Surface metal = nacelle;
     metal.append(hub);
-    metal.append(fin);
     Surface glow = glowDisk(1.2, -6.9, -6.6);
     translate(glow, {kRotorMount.x, kRotorMount.y, 0});
+    Surface trim = band;
+    trim.append(fin);
     return {{.name = "nacelle", .material = kEngineMaterial, .surface = metal, .creaseDegrees = 40.0},
             {.name = "arm", .material = kPlatingMaterial, .surface = arm, .creaseDegrees = 40.0},
+            {.name = "trim", .material = kTrimMaterial, .surface = trim, .creaseDegrees = 40.0},
             {.name = "exhaust", .material = kGlowMaterial, .surface = glow, .creaseDegrees = 40.0}};
 }
 
@@ -150,6 +171,8 @@ std::vector<MeshGroup> buildHull() {
     Surface body = fuselage();
     body.append(wing(1));
     body.append(wing(-1));
+    body.append(tailplane(1));
+    body.append(tailplane(-1));
     Surface metal = rearEngine();
     metal.append(pivotHub(1));
     metal.append(pivotHub(-1));

@@ -48,7 +48,7 @@ FloatImage makeHullPlating(int size) {
         double shiftedU = uv.x + (static_cast<int>(row) % 2) * 0.5 / columns;
         double column = std::floor(shiftedU * columns);
         std::uint32_t panel = hashCell(static_cast<int>(column), static_cast<int>(row), 0, 0x9a1e11U);
-        Vector3 colour = Vector3{0.56, 0.54, 0.50} * (0.92 + 0.12 * hashToUnit(panel));
+        Vector3 colour = Vector3{0.40, 0.39, 0.36} * (0.9 + 0.15 * hashToUnit(panel));
 
         double seam = std::min(gridLineDistance(shiftedU, columns) * 1.0 / columns * 512.0,
                                gridLineDistance(uv.y, rows) * 1.0 / rows * 512.0);
@@ -56,15 +56,15 @@ FloatImage makeHullPlating(int size) {
 
         // A livery stripe along the spine and two along the flanks.
         double spine = std::fabs(uv.x - 0.25);
-        if (spine < 0.025) {
-            colour = Vector3{0.55, 0.12, 0.07};
-        } else if (spine < 0.032) {
-            colour = Vector3{0.75, 0.72, 0.65};
+        if (spine < 0.011) {
+            colour = Vector3{0.50, 0.10, 0.06};
+        } else if (spine < 0.015) {
+            colour = Vector3{0.62, 0.60, 0.55};
         }
         double flank =
             std::min(std::fabs(uv.x - 0.02), std::min(std::fabs(uv.x - 0.98), std::fabs(uv.x - 0.52)));
-        if (flank < 0.012 && uv.y > 0.3) {
-            colour = Vector3{0.55, 0.12, 0.07};
+        if (flank < 0.008 && uv.y > 0.3) {
+            colour = Vector3{0.50, 0.10, 0.06};
         }
         return colour * grime(uv, 0x5117U);
     });
@@ -75,7 +75,7 @@ FloatImage makeEngineMetal(int size) {
         // Rings round the nacelle (v runs along it) and brushed streaks along it.
         double ring = gridLineDistance(uv.y, 12.0) / 12.0 * 256.0;
         double brushed = gradientNoise({uv.x * 80.0, uv.y * 3.0, 0.3}, 0xb1U);
-        Vector3 colour = Vector3{0.34, 0.34, 0.36} * (1.0 + 0.08 * brushed);
+        Vector3 colour = Vector3{0.26, 0.26, 0.28} * (1.0 + 0.08 * brushed);
         colour *= ring < 0.9 ? 0.55 : 1.0;
         // Soot darkens the rear quarter where the nozzle is.
         double soot = uv.y < 0.2 ? 0.6 + 2.0 * uv.y : 1.0;
