@@ -62,7 +62,7 @@ void runProgram() {
     simulationClock.start();
     FrameLoop frameLoop(
         renderer, scene, [&simulationClock] { return simulationClock.elapsed(); },
-        [&tracer](const std::string& title) { tracer.window.setTitle(title); });
+        [&tracer](const std::string& title) { tracer.window->setTitle(title); });
     frameLoop.run();
 }
 

@@ -1,5 +1,7 @@
 #include "geometry/obj_reader_text.h"
 
+#include "foundation/file_path.h"
+
 #include <cstring>
 #include <string>
 
@@ -28,12 +30,7 @@ bool firstWord(const char* text, char* word) {
 }
 
 FILE* openForReading(const char* path) {
-    std::string portable(path);
-    for (char& c : portable) {
-        if (c == '\\')
-            c = '/';
-    }
-    return std::fopen(portable.c_str(), "r");
+    return std::fopen(toOpenablePath(path).c_str(), "r");
 }
 
 } // namespace verdanium::obj_text

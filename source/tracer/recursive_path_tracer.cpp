@@ -1,7 +1,10 @@
 #include "tracer/recursive_path_tracer.h"
 
 #include "foundation/gl_error.h"
+#include "geometry/geometry.h"
 #include "platform/window.h"
+#include "raster/glsl_program.h"
+#include "tracer/path_trace_frame.h"
 
 #include <GL/glew.h>
 #include <GL/glu.h>
@@ -32,10 +35,19 @@ const char* glText(const GLubyte* text) {
 } // namespace
 
 RecursivePathTracer::RecursivePathTracer(Window& window_, const WindowSettings& settings)
-    : window(window_), srgbOutput(settings.sRgb), camera(window_.settings.width, window_.settings.height) {
-    // The composite's quad and shader program are taken here, once they exist.
+    : RecursivePathTracer(&window_, settings, window_.settings.width, window_.settings.height) {}
 
-    resize(window.settings.width, window.settings.height);
+RecursivePathTracer::RecursivePathTracer(const WindowSettings& settings)
+    : RecursivePathTracer(nullptr, settings, settings.width, settings.height) {}
+
+RecursivePathTracer::RecursivePathTracer(Window* window_, const WindowSettings& settings,
+                                         std::uint32_t firstWidth, std::uint32_t firstHeight)
+    : window(window_), srgbOutput(settings.sRgb),
+      camera(std::max<std::uint32_t>(firstWidth, 1), std::max<std::uint32_t>(firstHeight, 1)) {
+    quad = makeQuad(2.0f);
+    compositeProgram = GlslProgram::load("..\\..\\..\\data\\materials\\composite");
+
+    resize(firstWidth, firstHeight);
     checkGlError(gl_check_site::kRendererFrame51);
     if (srgbOutput)
         glEnable(GL_FRAMEBUFFER_SRGB);
@@ -62,20 +74,24 @@ void RecursivePathTracer::render(Scene& frameScene) {
 
     switch (renderMode) {
     case RenderModePathTrace:
+        renderPathTraceFrame(*scene);
+        break;
     case RenderModeFixedRaster:
     case RenderModeShaderRaster:
     case RenderModeHybrid:
-        // The four modes draw here as the tracer and raster passes arrive; until
-        // then every mode shows the cleared buffer.
+        // The raster modes draw here as the raster passes arrive; until then
+        // they show the cleared buffer.
         break;
     default:
         std::cerr << "error: unknown RenderMode: " << renderMode << std::endl;
         break;
     }
 
-    window.swapBuffers();
-    if (window.pumpMessages)
-        window.dispatchMessages();
+    if (window != nullptr) {
+        window->swapBuffers();
+        if (window->pumpMessages)
+            window->dispatchMessages();
+    }
     checkGlError(gl_check_site::kRendererFrame309);
     dirty = false;
 }

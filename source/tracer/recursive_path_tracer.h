@@ -4,14 +4,20 @@
 #include "tracer/camera.h"
 #include "tracer/pixel_record.h"
 #include "tracer/renderer.h"
+#include "tracer/task_scheduler.h"
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace verdanium {
 
+class GlslProgram;
+class Geometry;
+class Scene;
 class Window;
+struct Ray;
 struct WindowSettings;
 
 // The program's renderer: four ways of making a picture of the scene (path
@@ -24,6 +30,10 @@ struct WindowSettings;
 class RecursivePathTracer : public Renderer {
 public:
     RecursivePathTracer(Window& window, const WindowSettings& settings);
+    // A renderer without a window, for headless tools and tests: it draws into
+    // whatever framebuffer is current, takes its first size from the settings,
+    // and neither swaps nor pumps messages.
+    explicit RecursivePathTracer(const WindowSettings& settings);
     ~RecursivePathTracer() override;
 
     RecursivePathTracer(const RecursivePathTracer&) = delete;
@@ -43,8 +53,30 @@ public:
     void resize(std::uint32_t width, std::uint32_t height) override;
     void printGlInfo(std::ostream& out) override;
 
-    // Non-owning: supplies the swap, the message pump and the first size.
-    Window& window;
+    // The radiance coming back along a world-space ray (the path kernel).
+    // Safe on any number of threads at once; allocates nothing.
+    Vec3 trace(const Scene& scene, const Ray& ray) const;
+
+    // The frame of RenderModePathTrace through any world the path kernel
+    // accepts (the scene itself in render; see path_trace_frame.h): restart
+    // rule, tiles, conversion and glDrawPixels.
+    template <class World>
+    void renderPathTraceFrame(const World& world);
+    // The tracing of hybrid mode's frame: drawPixels over workList, on this
+    // thread or the pool as cpuThreads says.
+    void traceWorkList();
+    // Sets every running sum and count to zero.
+    void clearAccumulation();
+    // Fills displayPixels from accumulation: divided by the count, then gamma
+    // unless the framebuffer converts to sRGB itself.
+    void convertAccumulation();
+    // Submits `job` to the pool once per worker and sleeps until all are done;
+    // a failure in a job is re-thrown here.
+    void runOnWorkers(TaskSchedulerStandard::RunFunction job, void* argument);
+
+    // Non-owning: supplies the swap, the message pump and the first size. Null
+    // for a renderer without a window.
+    Window* window;
     // The framebuffer converts to sRGB itself, so the CPU applies no gamma.
     bool srgbOutput;
 
@@ -104,17 +136,29 @@ public:
     std::uint64_t chunkSize = 0;
     std::uint64_t chunkCount = 0;
 
-    // Here follows the composite's screen quad (a shared Geometry of size 2.0).
-
+    // The composite's screen quad (makeQuad at the size 2.0).
+    std::shared_ptr<Geometry> quad;
     std::uint32_t quadVertexArray = 0;
 
-    // Here follows the composite shader program, from
-    // "..\..\..\data\materials\composite".
+    // The composite shader, from "..\..\..\data\materials\composite".
+    std::shared_ptr<GlslProgram> compositeProgram;
 
     std::int32_t diffuseSamplerLocation = -1;
     std::int32_t pathTraceSamplerLocation = -1;
     std::int32_t vertexLocation = -1;
     std::int32_t texCoordLocation = -1;
+
+private:
+    // Both public constructors: the window may be null, the size is the first
+    // one that resize gets.
+    RecursivePathTracer(Window* window, const WindowSettings& settings, std::uint32_t firstWidth,
+                        std::uint32_t firstHeight);
 };
+
+// The jobs of a traced frame. Each takes units from nextWork until it is spent,
+// so any number of threads may run one at once: drawTiles over the 16 x 16
+// tiles of the picture, drawPixels over the 256-record chunks of workList.
+void drawTiles(RecursivePathTracer& renderer);
+void drawPixels(RecursivePathTracer& renderer);
 
 } // namespace verdanium

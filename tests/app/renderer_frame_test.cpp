@@ -45,7 +45,7 @@ protected:
 };
 
 TEST_F(RendererFrameTest, StartsWithTheDefaultSettingsAndTheWindowsSize) {
-    EXPECT_EQ(&tracer->window, window.get());
+    EXPECT_EQ(tracer->window, window.get());
     EXPECT_FALSE(tracer->srgbOutput);
     EXPECT_EQ(tracer->maxDepth, 5u);
     EXPECT_EQ(tracer->secondaryBounceCount, 3u);

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace verdanium {
+
+// What verdanium-render is asked to do. The defaults are the program's own start settings at 640 x 480: one
+// frame at flight time 0.
+struct RenderOptions {
+    std::uint32_t mode = 3;
+    double time = 0.0;
+    std::uint64_t frames = 1;
+    std::uint64_t intersector = 1;
+    std::uint64_t depth = 5;
+    std::uint64_t bounces = 3;
+    std::uint64_t threads = 2;
+    std::uint32_t width = 640;
+    std::uint32_t height = 480;
+    std::string output = "render.png";
+    bool help = false;
+};
+
+// Reads the command line. A bad option or value throws std::invalid_argument with a message for the user.
+RenderOptions parseRenderOptions(int argc, char** argv);
+
+// The --help text.
+const char* renderUsage();
+
+} // namespace verdanium
