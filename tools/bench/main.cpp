@@ -10,6 +10,7 @@
 // reads its targets back).
 #include "embree_reference.h"
 #include "headless_session.h"
+#include "world_step_bench.h"
 
 #include "app/program_flags.h"
 #include "foundation/resource_cache.h"
@@ -180,6 +181,9 @@ void run() {
                 100.0 * (meanOfPicture(renderer) - oursMean) / (oursMean != 0.0 ? oursMean : 1.0), "%");
 
     benchHybrid(session);
+
+    // The world's fixed step at growing asteroid counts. It recreates the scene, so it comes last.
+    benchWorldSteps(scene);
 }
 
 } // namespace
