@@ -1,8 +1,10 @@
 #pragma once
 
+#include "foundation/math/transform.h"
 #include "foundation/math/vec3.h"
 #include "raster/material.h"
 #include "raster/texture.h"
+#include "tracer/renderer.h"
 
 #include <cstdint>
 #include <memory>
@@ -37,6 +39,14 @@ public:
     // division. The strip must have pixels: an empty image raises
     // std::domain_error "element not invertible".
     Vec3 radiance(const Ray& ray) const;
+
+    // Draws the box around the eye: the view's rotation only, so the box never
+    // moves with the camera, and no depth written, so everything drawn later
+    // lies in front of it. Fixed raster draws in immediate mode and leaves its
+    // two matrices loaded; shader raster and hybrid use the "background"
+    // program. Any other mode is reported on standard error and draws nothing.
+    // Either way the rest of the GL state is left as found. Main thread.
+    void rasterize(RenderMode mode, const Mat4& projection, const Transform& view);
 
     // The strip, addressed with WrapRepeat.
     Texture texture;

@@ -2,6 +2,7 @@
 
 #include "foundation/math/transform.h"
 #include "raster/material.h"
+#include "tracer/renderer.h"
 
 #include <cstdint>
 #include <memory>
@@ -33,6 +34,14 @@ public:
 
     // Advances by `step` seconds. The base does nothing.
     virtual void update(double step);
+
+    // Draws the mesh under view x transform. Fixed raster: immediate mode under
+    // the caller's state, leaving GL_MODELVIEW current with this entity's
+    // model-view. Shader raster: the "matte" program, red, eye-space normals.
+    // Hybrid: the "hybrid" program with world-space positions and normals and
+    // the texture of the first triangle's material. Any other mode is reported
+    // on standard error and draws nothing. Main thread.
+    void rasterize(RenderMode mode, const Mat4& projection, const Transform& view);
 
     // The key counter when this entity's base was constructed; differs from the
     // map key for the composite ship's parts.

@@ -3,6 +3,7 @@
 #include "foundation/math/transform.h"
 #include "foundation/math/vec3.h"
 #include "geometry/scene_bvh.h"
+#include "tracer/renderer.h"
 #include "world/cone_light.h"
 
 #include <cstdint>
@@ -14,6 +15,7 @@
 namespace verdanium {
 
 class Background;
+struct Camera;
 class Entity;
 struct Hit;
 struct Ray;
@@ -82,6 +84,12 @@ public:
     // Whether anything lies along a shadow ray. Its range limits only the entity
     // boxes: a mesh is tested from the object-space origin on, to infinity.
     bool occluded(const Ray& ray) const;
+
+    // Draws the background, then every entity in key order, with the camera's
+    // projection and this scene's view. The background writes no depth, which
+    // is why it comes first. A mode that cannot be rasterised is reported once
+    // for the background and once for each entity. Main thread.
+    void rasterize(RenderMode mode, const Camera& lens);
 
     // Asteroid count is 4 shifted left by twice this.
     std::uint64_t objectCountExponent = 3;

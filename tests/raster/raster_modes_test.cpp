@@ -1,0 +1,203 @@
+#include "geometry/geometry.h"
+#include "raster/background.h"
+#include "raster/raster_test_support.h"
+#include "raster/scene_raster_state.h"
+#include "support/gl_test_context.h"
+#include "tracer/camera.h"
+#include "world/entity.h"
+#include "world/scene.h"
+
+#include <GL/glew.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+
+namespace verdanium {
+namespace {
+
+using testing::FloatTarget;
+
+constexpr std::int32_t kWidth = 64;
+constexpr std::int32_t kHeight = 48;
+
+struct PixelBox {
+    float left = 1e30f, bottom = 1e30f, right = -1e30f, top = -1e30f;
+    void add(float x, float y) {
+        left = std::min(left, x);
+        right = std::max(right, x);
+        bottom = std::min(bottom, y);
+        top = std::max(top, y);
+    }
+    bool containsWithMargin(float x, float y, float margin) const {
+        return x > left + margin && x < right - margin && y > bottom + margin && y < top - margin;
+    }
+};
+
+class RasterModesTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        VERDANIUM_REQUIRE_GL();
+        path = testing::writeTestStrip("modes_strip");
+        scene = std::make_unique<Scene>(kEmptyScene);
+        scene->background = std::make_shared<Background>(path);
+        camera = std::make_unique<Camera>(makeProjectedCamera(kWidth, kHeight));
+    }
+    void TearDown() override {
+        scene.reset();
+        std::remove(path.c_str());
+    }
+
+    // A cube of side 4 at `position`, under the next key.
+    Entity& addCube(Vec3 position, const Transform& turn = Transform{}) {
+        auto entity = std::make_shared<Entity>(scene->nextEntityKey, makeCube(4.0f));
+        entity->transform = makeTranslation(position) * turn;
+        scene->entities[scene->nextEntityKey++] = entity;
+        return *entity;
+    }
+
+    // The pass as the renderer runs it for modes 1 and 2: the raster state
+    // bracketed by a push and a pop.
+    std::vector<Vec4> draw(RenderMode mode) {
+        FloatTarget target(kWidth, kHeight);
+        glPushAttrib(kAllAttributeBits);
+        applyRasterState();
+        scene->rasterize(mode, *camera);
+        glPopAttrib();
+        return target.read();
+    }
+
+    // Where a world point lands, in pixels from the bottom left corner.
+    Vec3 project(Vec3 world) const {
+        const Vec4 clip = camera->projection.forward * (scene->camera.forward * Vec4(world, 1.0f));
+        return {(clip.x / clip.w + 1.0f) * 0.5f * kWidth, (clip.y / clip.w + 1.0f) * 0.5f * kHeight, 0.0f};
+    }
+
+    std::string path;
+    std::unique_ptr<Scene> scene;
+    std::unique_ptr<Camera> camera;
+};
+
+TEST_F(RasterModesTest, ShaderRasterDrawsARedEntityWhereTheProjectionPutsIt) {
+    const Vec3 centre{3.0f, 2.0f, 0.0f};
+    addCube(centre);
+    const std::vector<Vec4> pixels = draw(RenderModeShaderRaster);
+
+    // The face towards the eye (z = +2, the eye is at z = 15) must be covered
+    // inside its projected square; nothing outside all eight corners may be.
+    PixelBox front, all;
+    for (float x : {-2.0f, 2.0f})
+        for (float y : {-2.0f, 2.0f})
+            for (float z : {-2.0f, 2.0f}) {
+                const Vec3 p = project(centre + Vec3{x, y, z});
+                all.add(p.x, p.y);
+                if (z > 0)
+                    front.add(p.x, p.y);
+            }
+    ASSERT_GT(front.right - front.left, 6.0f) << "the cube should span several pixels";
+    std::size_t red = 0;
+    for (std::int32_t y = 0; y < kHeight; ++y)
+        for (std::int32_t x = 0; x < kWidth; ++x) {
+            const Vec4 pixel = pixels[y * kWidth + x];
+            const bool isRed = pixel.x > 0.1f && pixel.y == 0.0f && pixel.z == 0.0f && pixel.w == 1.0f;
+            red += isRed;
+            if (front.containsWithMargin(x + 0.5f, y + 0.5f, 1.0f)) {
+                EXPECT_TRUE(isRed) << x << "," << y;
+            }
+            if (!all.containsWithMargin(x + 0.5f, y + 0.5f, -1.0f)) {
+                EXPECT_EQ(pixel.z, 0.5f) << "background expected at " << x << "," << y;
+            }
+        }
+    EXPECT_GT(red, 0u);
+    // The projected centre itself is red.
+    const Vec3 middle = project(centre + Vec3{0.0f, 0.0f, 2.0f});
+    EXPECT_GT(pixels[static_cast<int>(middle.y) * kWidth + static_cast<int>(middle.x)].x, 0.1f);
+}
+
+TEST_F(RasterModesTest, FixedAndShaderRasterCoverTheSamePixelsOverTheBackground) {
+    const std::vector<Vec4> backgroundAlone = draw(RenderModeShaderRaster);
+    addCube({-4.0f, 1.0f, 2.0f}, makeRotation({1.0f, 1.0f, 0.0f}, 0.7f));
+    addCube({5.0f, -3.0f, -6.0f});
+    const std::vector<Vec4> fixed = draw(RenderModeFixedRaster);
+    const std::vector<Vec4> shaded = draw(RenderModeShaderRaster);
+    std::size_t covered = 0;
+    for (std::size_t i = 0; i < fixed.size(); ++i) {
+        const bool fixedCovers = fixed[i] != backgroundAlone[i];
+        const bool shaderCovers = shaded[i] != backgroundAlone[i];
+        EXPECT_EQ(fixedCovers, shaderCovers) << "pixel " << i;
+        covered += shaderCovers;
+        // The fixed pipeline lights the entities grey.
+        if (fixedCovers) {
+            EXPECT_TRUE(fixed[i].x == fixed[i].y && fixed[i].y == fixed[i].z) << "pixel " << i;
+        }
+    }
+    EXPECT_GT(covered, 40u);
+    EXPECT_LT(covered, fixed.size() / 2);
+}
+
+TEST_F(RasterModesTest, EachPassLeavesTheStateOfItsTable) {
+    addCube({-4.0f, 0.0f, 0.0f});
+    Entity& last = addCube({4.0f, 0.0f, 0.0f}, makeRotation({0.0f, 0.0f, 1.0f}, 0.3f));
+    FloatTarget target(kWidth, kHeight);
+    GLint depthBefore = -1;
+    glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &depthBefore);
+
+    for (RenderMode mode : {RenderModeFixedRaster, RenderModeShaderRaster, RenderModeHybrid}) {
+        SCOPED_TRACE(mode);
+        glMatrixMode(GL_PROJECTION);
+        glLoadIdentity();
+        glMatrixMode(GL_TEXTURE);
+        scene->rasterize(mode, *camera);
+        GLint value = -1;
+        glGetIntegerv(GL_CURRENT_PROGRAM, &value);
+        EXPECT_EQ(value, 0);
+        glGetIntegerv(GL_VERTEX_ARRAY_BINDING, &value);
+        EXPECT_EQ(value, 0);
+        glGetIntegerv(GL_TEXTURE_BINDING_2D, &value);
+        EXPECT_EQ(value, 0);
+        glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &value);
+        EXPECT_EQ(value, depthBefore);
+        glGetIntegerv(GL_MATRIX_MODE, &value);
+        Mat4 projection;
+        glGetFloatv(GL_PROJECTION_MATRIX, projection.data());
+        if (mode == RenderModeFixedRaster) {
+            // The modelview of the last entity drawn stays loaded and current.
+            EXPECT_EQ(value, GL_MODELVIEW);
+            Mat4 modelView;
+            glGetFloatv(GL_MODELVIEW_MATRIX, modelView.data());
+            EXPECT_EQ(modelView, (scene->camera * last.transform).forward);
+            EXPECT_EQ(projection, camera->projection.forward);
+        } else {
+            // The shader passes do not touch the fixed pipeline's matrices.
+            EXPECT_EQ(value, GL_TEXTURE);
+            EXPECT_EQ(projection, Mat4::identity());
+        }
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    }
+    glMatrixMode(GL_MODELVIEW);
+}
+
+TEST_F(RasterModesTest, ModesThatCannotRasterizeAreReportedOncePerObject) {
+    addCube({-4.0f, 0.0f, 0.0f});
+    addCube({0.0f, 0.0f, 0.0f});
+    addCube({4.0f, 0.0f, 0.0f});
+    for (std::uint32_t mode : {0u, 4u, 17u}) {
+        FloatTarget target(kWidth, kHeight);
+        GLint depthBefore = -1;
+        glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &depthBefore);
+        ::testing::internal::CaptureStderr();
+        scene->rasterize(static_cast<RenderMode>(mode), *camera);
+        const std::string line = "error: cannot rasterize in RenderMode " + std::to_string(mode) + "\n";
+        EXPECT_EQ(::testing::internal::GetCapturedStderr(), line + line + line + line);
+        for (const Vec4& pixel : target.read())
+            ASSERT_EQ(pixel, Vec4{});
+        GLint depth = -1;
+        glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &depth);
+        EXPECT_EQ(depth, depthBefore);
+    }
+}
+
+} // namespace
+} // namespace verdanium
