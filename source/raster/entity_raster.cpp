@@ -83,16 +83,21 @@ void Entity::rasterize(RenderMode mode, const Mat4& projection, const Transform&
 
     case RenderModeHybrid: {
         glPushAttrib(kAllAttributeBits);
-        glUseProgram(hybridProgram ? hybridProgram->handle : 0);
+        const GLuint program = hybridProgram ? hybridProgram->handle : 0;
+        glUseProgram(program);
         // World-space normals: the tracer gathers light in world space.
         const Mat3 normalMatrix = upperLeft(model);
         const Mat4 modelViewProjection = projection * modelView;
         glUniformMatrix4fv(hybridMvpLocation, 1, GL_FALSE, modelViewProjection.data());
         glUniformMatrix4fv(hybridModelMatrixLocation, 1, GL_FALSE, model.data());
         glUniformMatrix3fv(hybridNormalMatrixLocation, 1, GL_FALSE, normalMatrix.m);
+        const std::uint32_t texture = firstTriangleTexture(*geometry, materials);
+        // Not among the locations the constructor keeps: looked up here, one
+        // name lookup per entity in a pass that runs only when the scene moves.
+        glUniform1i(glGetUniformLocation(program, "u_hasDiffuseTexture"), texture != 0 ? 1 : 0);
         glBindVertexArray(hybridVertexArray);
         glEnable(GL_TEXTURE_2D);
-        glBindTexture(GL_TEXTURE_2D, firstTriangleTexture(*geometry, materials));
+        glBindTexture(GL_TEXTURE_2D, texture);
         glDrawArrays(GL_TRIANGLES, 0, cornerCount);
         glBindTexture(GL_TEXTURE_2D, 0);
         glBindVertexArray(0);

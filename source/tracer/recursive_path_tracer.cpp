@@ -3,7 +3,10 @@
 #include "foundation/gl_error.h"
 #include "geometry/geometry.h"
 #include "platform/window.h"
+#include "raster/composite_pass.h"
 #include "raster/glsl_program.h"
+#include "raster/hybrid_frame.h"
+#include "raster/scene_raster_state.h"
 #include "tracer/path_trace_frame.h"
 
 #include <GL/glew.h>
@@ -55,7 +58,7 @@ RecursivePathTracer::RecursivePathTracer(Window* window_, const WindowSettings& 
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
 
-    // The composite's shader state is prepared here once it exists.
+    prepareCompositeState(*this);
     checkGlError(gl_check_site::kRendererFrame105);
 }
 
@@ -78,9 +81,13 @@ void RecursivePathTracer::render(Scene& frameScene) {
         break;
     case RenderModeFixedRaster:
     case RenderModeShaderRaster:
+        glPushAttrib(kAllAttributeBits);
+        applyRasterState();
+        scene->rasterize(static_cast<RenderMode>(renderMode), camera);
+        glPopAttrib();
+        break;
     case RenderModeHybrid:
-        // The raster modes draw here as the raster passes arrive; until then
-        // they show the cleared buffer.
+        renderHybridFrame(*this, *scene);
         break;
     default:
         std::cerr << "error: unknown RenderMode: " << renderMode << std::endl;

@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
+#include <thread>
 
 namespace verdanium {
 namespace {
@@ -49,6 +51,57 @@ protected:
         ASSERT_TRUE(status.has_value()) << "the program did not end after a close request";
         EXPECT_EQ(*status, 0) << session->standardError();
         EXPECT_EQ(session->standardError().find("exception:"), std::string::npos) << session->standardError();
+    }
+
+    // Waits for a picture that is not all black and stays exactly the same over a
+    // few frames: with no tracing threads, a scene that no longer changes keeps
+    // showing its last sums, while every change restarts them to black.
+    std::optional<ProgramSession::Picture> waitForStillPicture(std::chrono::milliseconds timeout) {
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        ProgramSession::Picture previous = session->screenshot();
+        while (std::chrono::steady_clock::now() < deadline && session->running()) {
+            std::this_thread::sleep_for(300ms);
+            ProgramSession::Picture current = session->screenshot();
+            if (current == previous && !isBlack(current))
+                return current;
+            previous = std::move(current);
+        }
+        return std::nullopt;
+    }
+
+    static bool isBlack(const ProgramSession::Picture& picture) {
+        for (unsigned char channel : picture.rgb)
+            if (channel != 0)
+                return false;
+        return true;
+    }
+
+    // Root mean square difference of two same-sized pictures, 0 to 1.
+    static double difference(const ProgramSession::Picture& a, const ProgramSession::Picture& b) {
+        if (a.rgb.size() != b.rgb.size() || a.rgb.empty())
+            return 1.0;
+        double sum = 0.0;
+        for (std::size_t i = 0; i < a.rgb.size(); ++i) {
+            const double d = (double(a.rgb[i]) - double(b.rgb[i])) / 255.0;
+            sum += d * d;
+        }
+        return std::sqrt(sum / double(a.rgb.size()));
+    }
+
+    // Waits until the program has handled the press of this key for the given
+    // time in the run (1 for the first press).
+    void waitForKeyHandled(const std::string& name, int occurrence) {
+        const std::string line = "handling KeyboardEvent " + name + " pressed\n";
+        const auto count = [&] {
+            const std::string output = session->standardOutput();
+            int found = 0;
+            for (auto at = output.find(line); at != std::string::npos; at = output.find(line, at + 1))
+                ++found;
+            return found;
+        };
+        const auto deadline = std::chrono::steady_clock::now() + kTimeout;
+        while (count() < occurrence && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(50ms);
     }
 
     testing::DisplayChoice choice;
@@ -99,6 +152,45 @@ TEST_F(ProgramEndToEnd, ObjectCountZeroRebuildsTheSceneWithFourAsteroids) {
     EXPECT_LT(firstAt, keyAt);
     EXPECT_LT(keyAt, rebuiltAt);
     EXPECT_NE(output.find("BVH update: ", rebuiltAt), std::string::npos) << output;
+}
+
+// The flight lasts 20 seconds; this test pauses it long before that. With the
+// tracing threads set to 0 the picture stays exactly as it is only while nothing
+// in the scene changes: every flying step would restart it to black.
+TEST_F(ProgramEndToEnd, PauseStopsTheFlightAndTheMouseThenTurnsTheCamera) {
+    focus();
+    key("r");
+    key("0");
+    key("Pause");
+    key("c");
+    key("0");
+    // From the frame after this one no tile is traced.
+    waitForKeyHandled("0", 2);
+    // Well short of the 20 seconds after which the flight would stop by itself.
+    const auto paused = waitForStillPicture(8s);
+    ASSERT_TRUE(paused.has_value()) << "the picture never stood still after \"pause\"";
+
+    // Mouse motion turns the camera, which restarts the picture: black again.
+    ASSERT_EQ(session->xdotool({"mousemove_relative", "--", "40", "0"}), 0);
+    bool changed = false;
+    for (int attempt = 0; attempt < 100 && !changed; ++attempt) {
+        std::this_thread::sleep_for(100ms);
+        changed = session->screenshot() != *paused;
+    }
+    ASSERT_TRUE(changed) << "mouse motion while paused did not change the picture";
+
+    // Traced again, the turned view shows a different picture, and the turn stays.
+    key("2");
+    waitForKeyHandled("2", 1);
+    std::this_thread::sleep_for(1s);
+    key("0");
+    waitForKeyHandled("0", 3);
+    const auto turned = waitForStillPicture(kTimeout);
+    ASSERT_TRUE(turned.has_value());
+    // Noise between two accumulations of one view stays near 0.01; a turn of
+    // 0.4 radians moves the whole picture (about 0.2).
+    EXPECT_GT(difference(*paused, *turned), 0.08);
+    closeAndExpectStatusZero();
 }
 
 } // namespace

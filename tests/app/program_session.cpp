@@ -267,6 +267,31 @@ void ProgramSession::sendCloseRequest() {
     XFlush(display);
 }
 
+ProgramSession::Picture ProgramSession::screenshot() {
+    Picture picture;
+    if (!display || !window)
+        return picture;
+    XWindowAttributes attributes{};
+    if (!XGetWindowAttributes(display, window, &attributes))
+        return picture;
+    XImage* image = XGetImage(display, window, 0, 0, attributes.width, attributes.height, AllPlanes, ZPixmap);
+    if (!image)
+        return picture;
+    picture.width = attributes.width;
+    picture.height = attributes.height;
+    picture.rgb.reserve(static_cast<std::size_t>(picture.width) * picture.height * 3);
+    for (int y = 0; y < picture.height; ++y) {
+        for (int x = 0; x < picture.width; ++x) {
+            const unsigned long pixel = XGetPixel(image, x, y);
+            picture.rgb.push_back(static_cast<unsigned char>((pixel & image->red_mask) >> 16));
+            picture.rgb.push_back(static_cast<unsigned char>((pixel & image->green_mask) >> 8));
+            picture.rgb.push_back(static_cast<unsigned char>(pixel & image->blue_mask));
+        }
+    }
+    XDestroyImage(image);
+    return picture;
+}
+
 int ProgramSession::xdotool(const std::vector<std::string>& arguments) {
     std::vector<std::string> command{"xdotool"};
     command.insert(command.end(), arguments.begin(), arguments.end());

@@ -48,6 +48,15 @@ public:
     // Asks the window to close the way a window manager does: a WM_PROTOCOLS
     // client message carrying WM_DELETE_WINDOW.
     void sendCloseRequest();
+    // The window's client area as 8-bit RGB triples, row by row from the top; empty
+    // when it cannot be read.
+    struct Picture {
+        int width = 0;
+        int height = 0;
+        std::vector<unsigned char> rgb;
+        bool operator==(const Picture&) const = default;
+    };
+    Picture screenshot();
     // Runs xdotool with the given arguments on the program's display; returns its status.
     int xdotool(const std::vector<std::string>& arguments);
     // Waits for the program to end; its exit status, or nullopt on timeout or a signal.
