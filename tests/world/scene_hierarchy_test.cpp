@@ -105,6 +105,47 @@ TEST_F(SceneHierarchyTest, TreeOverEntitiesKeepsTheMeshLevelInvariants) {
     }
 }
 
+TEST_F(SceneHierarchyTest, SceneBuildMakesTheTreeOfTheMeshLevelBuild) {
+    // Random placements give distinct centroids, so the two builds must agree
+    // node for node: the scene level selects on compact records but follows
+    // the same rules.
+    addRandomCubes(301);
+    std::vector<EntityPrimitive> inMapOrder;
+    for (const auto& [key, entity] : scene.entities)
+        inMapOrder.push_back(makeEntityPrimitive(*entity));
+    Bvh<EntityPrimitive, Entity*, Scene> reference(&scene);
+    reference.primitives = inMapOrder;
+    reference.buildFromPrimitives([](const EntityPrimitive& primitive) { return primitive.entity; });
+
+    for (int round = 0; round < 2; ++round) { // the second build reuses the arrays
+        scene.hierarchy.build(scene.entities.cbegin(), scene.entities.cend());
+        const auto& nodes = scene.hierarchy.nodes;
+        ASSERT_EQ(nodes.size(), reference.nodes.size());
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            EXPECT_EQ(nodes[i].lower, reference.nodes[i].lower) << "node " << i;
+            EXPECT_EQ(nodes[i].upper, reference.nodes[i].upper) << "node " << i;
+            EXPECT_EQ(nodes[i].index, reference.nodes[i].index) << "node " << i;
+            EXPECT_EQ(nodes[i].count, reference.nodes[i].count) << "node " << i;
+            if (nodes[i].count == 0)
+                EXPECT_EQ(nodes[i].axis, reference.nodes[i].axis) << "node " << i;
+        }
+        EXPECT_EQ(scene.hierarchy.leafItems, reference.leafItems);
+    }
+}
+
+TEST_F(SceneHierarchyTest, EntitiesAtOnePlaceStillMakeACompleteTree) {
+    for (int i = 0; i < 40; ++i)
+        addCube(1.0f + 0.01f * i, makeTranslation({5, -2, 7}));
+    scene.hierarchy.build(scene.entities.cbegin(), scene.entities.cend());
+    const auto& nodes = scene.hierarchy.nodes;
+    ASSERT_EQ(nodes.size(), 79u);
+    for (const BvhNode& node : nodes)
+        if (node.count == 0)
+            EXPECT_EQ(node.axis, 2);
+    std::set<Entity*> items(scene.hierarchy.leafItems.begin(), scene.hierarchy.leafItems.end());
+    EXPECT_EQ(items.size(), 40u);
+}
+
 TEST_F(SceneHierarchyTest, TreeAnswersAsTheLinearWalkDoes) {
     addRandomCubes(60);
     std::vector<Ray> rays;
@@ -139,7 +180,8 @@ TEST_F(SceneHierarchyTest, TreeAnswersAsTheLinearWalkDoes) {
         shortRay.tMin = 0.1f;
         shortRay.tMax = 0.5f;
         const Vec3 inverse{1 / shortRay.direction.x, 1 / shortRay.direction.y, 1 / shortRay.direction.z};
-        const std::uint32_t sign[3] = {inverse.x >= 0 ? 0u : 1u, inverse.y >= 0 ? 0u : 1u, inverse.z >= 0 ? 0u : 1u};
+        const std::uint32_t sign[3] = {inverse.x >= 0 ? 0u : 1u, inverse.y >= 0 ? 0u : 1u,
+                                       inverse.z >= 0 ? 0u : 1u};
         linear[i].occludedShort = false;
         for (const auto& [key, entity] : scene.entities) {
             const EntityPrimitive box = makeEntityPrimitive(*entity);
