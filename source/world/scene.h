@@ -35,8 +35,9 @@ inline constexpr EmptySceneTag kEmptyScene{};
 // a picture stale raises it, and the renderer restarts its sums when it moves.
 class Scene {
 public:
-    // Camera at (0, 0, -15) looking down -z, the two cone lights, then the first
-    // scene (recreate with 3, 0, 1: 256 asteroids and the ship) and the
+    // The camera 15 units up the z axis, looking down -z at the origin (a
+    // world-to-view translation by (0, 0, -15)), the two cone lights, then the
+    // first scene (recreate with 3, 0, 1: 256 asteroids and the ship) and the
     // background. Needs a current GL context; missing data files are reported
     // on standard error as their loaders say.
     Scene();
