@@ -8,8 +8,6 @@
 #include "geometry/ray_transform.h"
 #include "world/entity.h"
 
-#include <iterator>
-
 namespace verdanium {
 
 EntityPrimitive makeEntityPrimitive(Entity& entity) {
@@ -22,14 +20,6 @@ EntityPrimitive makeEntityPrimitive(Entity& entity) {
     primitive.upper = radius.upper + translation;
     primitive.centroid = boxCentre(primitive.lower, primitive.upper);
     return primitive;
-}
-
-void SceneBvh::build(EntityMap::const_iterator first, EntityMap::const_iterator last) {
-    clearKeepingCapacity();
-    primitives.reserve(static_cast<std::size_t>(std::distance(first, last)));
-    for (auto it = first; it != last; ++it)
-        primitives.push_back(makeEntityPrimitive(*it->second));
-    buildFromPrimitives([](const EntityPrimitive& primitive) { return primitive.entity; });
 }
 
 bool intersectEntity(Entity& entity, const Ray& worldRay, Hit& hit) {

@@ -2,10 +2,10 @@
 
 #include "foundation/math/vec3.h"
 #include "geometry/bvh.h"
+#include "world/entity_map.h"
 
 #include <cstdint>
-#include <map>
-#include <memory>
+#include <vector>
 
 namespace verdanium {
 
@@ -34,14 +34,24 @@ EntityPrimitive makeEntityPrimitive(Entity& entity);
 // the tree must not be queried between a change of the map and the next build.
 class SceneBvh : public Bvh<EntityPrimitive, Entity*, Scene> {
 public:
-    using EntityMap = std::map<std::uint32_t, std::shared_ptr<Entity>>;
-
     explicit SceneBvh(Scene* owner = nullptr) : Bvh(owner) {}
 
     // Builds over the entities of [first, last) in map order, i.e. by ascending
-    // key, with the median build of the mesh level. The arrays keep their
-    // capacity, so once they have grown a rebuild allocates nothing.
+    // key, by the rules of the mesh level's median build: one item per leaf, the
+    // longest axis of the centroids' box with its tie rules, the object median
+    // at floor(n / 2), pre-order nodes, leaf index = position in primitives. The
+    // tree is the one Bvh::buildFromPrimitives makes over the same primitives
+    // (up to the order among equal coordinates, which carries no meaning).
+    // The arrays keep their capacity, so once they have grown a rebuild
+    // allocates nothing.
     void build(EntityMap::const_iterator first, EntityMap::const_iterator last);
+
+    // Centroid and map-order position of a primitive: what the median selection
+    // moves around, a third the size of a primitive.
+    struct SplitRecord {
+        float centroid[3];
+        std::uint32_t primitive;
+    };
 
     // Nearest hit over the tree, with the traversal rules of the mesh level; each
     // entity reached is tested in its object space. Returns false at once when
@@ -50,6 +60,13 @@ public:
     // Any hit. The ray's range limits only the entity boxes: inside an entity
     // the object-space ray runs from 0 to infinity.
     bool occluded(const Ray& ray) const;
+
+private:
+    void buildNodes(std::size_t first, std::size_t last);
+
+    // Scratch of the build, kept with its capacity between builds.
+    std::vector<SplitRecord> records_;
+    std::vector<EntityPrimitive> inMapOrder_;
 };
 
 // Nearest-hit test of one entity: the world ray taken into object space and

@@ -48,8 +48,7 @@ void Scene::update(double step) {
 
     // The ship has the highest key of its parts, so it places its engines and
     // rotors after their own (empty) updates and before the rebuild.
-    for (const auto& [key, entity] : entities)
-        entity->update(step);
+    forEachEntity(entities.cbegin(), entities.cend(), [step](Entity& entity) { entity.update(step); });
     hierarchy.build(entities.cbegin(), entities.cend());
 
     ++changeCount;

@@ -5,9 +5,9 @@
 #include "geometry/scene_bvh.h"
 #include "tracer/renderer.h"
 #include "world/cone_light.h"
+#include "world/entity_map.h"
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -35,8 +35,6 @@ inline constexpr EmptySceneTag kEmptyScene{};
 // a picture stale raises it, and the renderer restarts its sums when it moves.
 class Scene {
 public:
-    using EntityMap = std::map<std::uint32_t, std::shared_ptr<Entity>>;
-
     // Camera at (0, 0, -15) looking down -z, the two cone lights, then the first
     // scene (recreate with 3, 0, 1: 256 asteroids and the ship) and the
     // background. Needs a current GL context; missing data files are reported

@@ -27,24 +27,6 @@ TEST(CubeMapStrip, AxisDirectionsHitTheirFaceCentres) {
     }
 }
 
-TEST(CubeMapStrip, TiesGoAwayFromXAndFromYToZ) {
-    // (1, 1, 0): Y face, x at the face's edge.
-    StripCoordinates at = cubeMapStripCoordinates({1, 1, 0});
-    EXPECT_EQ(at.u, 1.0f);
-    EXPECT_EQ(at.v, 0.5f * 0.16666667f + 0.5f);
-    // (1, 0, 1) and (1, 1, 1): Z face.
-    at = cubeMapStripCoordinates({1, 0, 1});
-    EXPECT_EQ(at.u, 1.0f);
-    EXPECT_EQ(at.v, 1.5f * 0.16666667f);
-    at = cubeMapStripCoordinates({1, 1, 1});
-    EXPECT_EQ(at.u, 1.0f);
-    EXPECT_EQ(at.v, 1.0f * 0.16666667f);
-    // (0, -1, -1): Z face, negative side.
-    at = cubeMapStripCoordinates({0, -1, -1});
-    EXPECT_EQ(at.u, 0.5f);
-    EXPECT_EQ(at.v, 1.0f * 0.16666667f);
-}
-
 TEST(CubeMapStrip, FacesAreOrientedAsTheStripExpects) {
     // On +X, +z runs toward u = 0 and +y toward the top of the face.
     const StripCoordinates at = cubeMapStripCoordinates({1, 0.5f, 0.5f});

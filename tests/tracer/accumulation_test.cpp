@@ -212,5 +212,39 @@ TEST_F(Accumulation, UnknownModeWritesOneLineAndClearsDirty) {
     EXPECT_FALSE(renderer.dirty);
 }
 
+TEST_F(Accumulation, HybridPixelsGatherTheLightOfAWhiteSurface) {
+    // The floor at the origin, lit by a cone around its normal and the uniform sky: a white surface there
+    // receives L sin^2 a + B (1 - sin^2 a), whichever estimator the direct light takes.
+    scene->lights.clear();
+    scene->lights.emplace_back(Vec3{0.0f, 0.0f, 1.0f}, 0.3f, Vec3{10.0f, 10.0f, 10.0f});
+    const float share = std::sin(0.3f) * std::sin(0.3f);
+    const float expected = 10.0f * share + kBackground.y * (1.0f - share);
+
+    for (std::uint64_t threads : {1, 2}) {
+        RecursivePathTracer renderer(picture(40, 30));
+        renderer.scene = scene.get();
+        renderer.setCpuThreads(threads);
+        renderer.setSecondaryBounceCount(4);
+        // 600 covered pixels, every other one, with normals of any length: three chunks of at most 256.
+        for (std::uint64_t i = 0; i < 600; ++i) {
+            renderer.workList.push_back({2 * i + 1, Vec3{0.0f, 0.0f, 0.0f}, Vec3{0.0f, 0.0f, 3.0f}});
+        }
+        renderer.clearAccumulation();
+        for (int frame = 0; frame < 25; ++frame) {
+            renderer.traceWorkList();
+        }
+        EXPECT_EQ(renderer.chunkCount, threads == 1 ? 1u : 3u);
+        double sum = 0.0;
+        for (std::uint64_t i = 0; i < renderer.accumulation.size(); ++i) {
+            const Vec4& pixel = renderer.accumulation[i];
+            // Each frame adds one sample per bounce to a covered pixel, nothing to the others.
+            ASSERT_EQ(pixel.w, i % 2 == 1 ? 100.0f : 0.0f) << "pixel " << i;
+            sum += pixel.y;
+        }
+        // The record's stored normal (length 3) scales the cosine: the estimate is three times the light.
+        EXPECT_NEAR(sum / (600.0 * 100.0), 3.0 * expected, 0.03 * 3.0 * expected) << threads << " threads";
+    }
+}
+
 } // namespace
 } // namespace verdanium

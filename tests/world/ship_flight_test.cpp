@@ -31,15 +31,12 @@ TEST(ShipFlight, PoseFollowsTheClosedFormsAtChosenTimes) {
     }
 }
 
-TEST(ShipFlight, StartsBelowTheRailAndTiltsDifferByTheRollRate) {
+TEST(ShipFlight, StartsBelowTheRailAndEndsPastTheSlab) {
     const ShipFlightPose start = shipFlightPose(0.0f);
     EXPECT_FLOAT_EQ(start.position.y, std::sin(-0.7f) + 0.3f * std::sin(-0.3f));
     EXPECT_EQ(start.position.z, 0.0f);
-    for (float t : {0.0f, 3.0f, 19.0f}) {
-        const ShipFlightPose pose = shipFlightPose(t);
-        EXPECT_NEAR(pose.rightTilt - pose.leftTilt, pose.rollRate, 1e-6f);
-    }
-    // The flight pauses just after 20 s, beyond the far side of the asteroid slab.
+    // Pure roll tilts the engines against each other: they differ by the roll rate.
+    EXPECT_NEAR(start.rightTilt - start.leftTilt, start.rollRate, 1e-6f);
     EXPECT_GT(shipFlightPose(20.01f).position.z, 2000.0f);
 }
 

@@ -5,9 +5,14 @@
 // RenderModePathTrace with the default depth, bounce count and direct light. Measured: the frame time for
 // both intersectors on one thread and on all pool threads, the rays per second of each, and the same frame
 // traced through an all-Embree reference (both levels in one Embree scene of instances, the same kernel).
+// Then the default mode, RenderModeHybrid, with its default settings: the frame time paused (tracing, the
+// upload of the sums and the composite) and during the flight (every frame also rasterises the scene and
+// reads its targets back).
 #include "embree_reference.h"
 #include "headless_session.h"
+#include "world_step_bench.h"
 
+#include "app/program_flags.h"
 #include "foundation/resource_cache.h"
 #include "geometry/intersector_mode.h"
 #include "tracer/path_trace_frame.h"
@@ -16,6 +21,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <exception>
 #include <iostream>
 #include <vector>
@@ -50,24 +56,59 @@ const Scene& sceneOf(const CountingWorld<Inner>& world) {
     return sceneOf(world.inner);
 }
 
+double processCpuSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+struct FrameTime {
+    double wall = 0.0; // seconds from the call to its return
+    double cpu = 0.0;  // processor seconds of all threads of the process in that time
+};
+
 void printFigure(const char* name, double value, const char* unit) {
     std::printf("bench %s: %.3f %s\n", name, value, unit);
     std::fflush(stdout);
 }
 
-// Mean seconds of a frame over a few, after one frame that warms caches and starts the pool's workers.
+// The frame time, its processor time and the rays per second of one configuration; an intersector of -1
+// leaves it out of the names.
+void printFrame(const char* prefix, std::int32_t intersector, std::uint64_t threads, const FrameTime& time,
+                std::uint64_t rays) {
+    char setting[64];
+    if (intersector < 0) {
+        std::snprintf(setting, sizeof setting, "threads%llu", static_cast<unsigned long long>(threads));
+    } else {
+        std::snprintf(setting, sizeof setting, "intersector%d_threads%llu", intersector,
+                      static_cast<unsigned long long>(threads));
+    }
+    char name[128];
+    std::snprintf(name, sizeof name, "%s_frame_%s", prefix, setting);
+    printFigure(name, time.wall * 1000.0, "ms");
+    std::snprintf(name, sizeof name, "%s_frame_cpu_%s", prefix, setting);
+    printFigure(name, time.cpu * 1000.0, "ms");
+    std::snprintf(name, sizeof name, "%s_rays_%s", prefix, setting);
+    printFigure(name, static_cast<double>(rays) / time.wall / 1e6, "Mrays/s");
+}
+
+// The median frame of a few, after one frame that warms caches and starts the pool's workers. The median,
+// so that one frame disturbed by another process on a shared machine does not move the figure; the processor
+// time beside it is what the frame cost whatever else ran, and on one thread it is the steadier figure.
 template <class Frame>
-double secondsPerFrame(Frame&& frame) {
+FrameTime timeFrame(Frame&& frame) {
     frame();
-    std::vector<double> seconds;
+    std::vector<FrameTime> times;
     for (int i = 0; i < kTimedFrames; ++i) {
         auto start = std::chrono::steady_clock::now();
+        double cpuStart = processCpuSeconds();
         frame();
-        seconds.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        times.push_back({std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
+                         processCpuSeconds() - cpuStart});
     }
-    // The median: one frame disturbed by another process on a shared machine must not move the figure.
-    std::sort(seconds.begin(), seconds.end());
-    return seconds[seconds.size() / 2];
+    std::sort(times.begin(), times.end(),
+              [](const FrameTime& a, const FrameTime& b) { return a.wall < b.wall; });
+    return times[times.size() / 2];
 }
 
 template <class World>
@@ -88,6 +129,41 @@ double meanOfPicture(const RecursivePathTracer& renderer) {
     return sum / (3.0 * static_cast<double>(renderer.displayPixels.size()));
 }
 
+// Times the hybrid frame as the program shows it: paused, where only the first frame rasterises, and flying,
+// where a world step between frames changes the scene so that every frame rasterises and reads back. The
+// steps themselves are not timed.
+void benchHybrid(HeadlessSession& session) {
+    RecursivePathTracer& renderer = session.renderer;
+    Scene& scene = session.scene;
+    gIntersectorMode = 1;
+    renderer.setRenderMode(RenderModeHybrid);
+    renderer.setCpuThreads(2);
+    const FrameTime paused = timeFrame([&] { renderer.render(scene); });
+    printFigure("hybrid_frame_paused_threads2", paused.wall * 1000.0, "ms");
+    printFigure("hybrid_frame_cpu_paused_threads2", paused.cpu * 1000.0, "ms");
+
+    gPaused = false;
+    std::vector<FrameTime> times;
+    for (int i = 0; i <= kTimedFrames; ++i) {
+        scene.update(0.01);
+        auto start = std::chrono::steady_clock::now();
+        double cpuStart = processCpuSeconds();
+        renderer.render(scene);
+        // The first flying frame is dropped like the warm-up frame of timeFrame.
+        if (i > 0) {
+            times.push_back({std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
+                             processCpuSeconds() - cpuStart});
+        }
+    }
+    gPaused = true;
+    std::sort(times.begin(), times.end(),
+              [](const FrameTime& a, const FrameTime& b) { return a.wall < b.wall; });
+    const FrameTime& flying = times[times.size() / 2];
+    printFigure("hybrid_frame_flying_threads2", flying.wall * 1000.0, "ms");
+    printFigure("hybrid_frame_cpu_flying_threads2", flying.cpu * 1000.0, "ms");
+    printFigure("hybrid_covered_pixels", static_cast<double>(renderer.workList.size()), "pixels");
+}
+
 void run() {
     HeadlessSession session(kWidth, kHeight);
     session.advanceFlightTo(kFlightTime);
@@ -97,27 +173,24 @@ void run() {
     std::printf("bench threads_available: %llu threads\n",
                 static_cast<unsigned long long>(gTaskScheduler.threadCount()));
 
-    double oursAllThreads[2] = {};
+    FrameTime ours[2][2] = {}; // [intersector][threads - 1]
     for (std::int32_t intersector : {1, 0}) {
         gIntersectorMode = intersector;
         renderer.setCpuThreads(2);
         const std::uint64_t rays = raysPerFrame(renderer, scene);
-        double seconds[2] = {};
         for (std::uint64_t threads : {1, 2}) {
             renderer.setCpuThreads(threads);
-            seconds[threads - 1] = secondsPerFrame([&] { renderer.render(scene); });
-            char name[96];
-            std::snprintf(name, sizeof name, "pathtrace_frame_intersector%d_threads%llu", intersector,
-                          static_cast<unsigned long long>(threads));
-            printFigure(name, seconds[threads - 1] * 1000.0, "ms");
-            std::snprintf(name, sizeof name, "pathtrace_rays_intersector%d_threads%llu", intersector,
-                          static_cast<unsigned long long>(threads));
-            printFigure(name, static_cast<double>(rays) / seconds[threads - 1] / 1e6, "Mrays/s");
+            FrameTime time = timeFrame([&] { renderer.render(scene); });
+            ours[intersector][threads - 1] = time;
+            printFrame("pathtrace", intersector, threads, time, rays);
         }
         char name[96];
         std::snprintf(name, sizeof name, "pathtrace_speedup_intersector%d_threads2_over_1", intersector);
-        printFigure(name, seconds[0] / seconds[1], "x");
-        oursAllThreads[intersector] = seconds[1];
+        printFigure(name, ours[intersector][0].wall / ours[intersector][1].wall, "x");
+        // Processor time of two threads over one for the same frame: above 1 is what sharing costs (the
+        // common random generator, the atomic tile cursor, caches), whatever else the machine runs.
+        std::snprintf(name, sizeof name, "pathtrace_cpu_cost_intersector%d_threads2_over_1", intersector);
+        printFigure(name, ours[intersector][1].cpu / ours[intersector][0].cpu, "x");
     }
 
     gIntersectorMode = 1;
@@ -127,23 +200,26 @@ void run() {
     renderer.setRenderMode(RenderModePathTrace);
     renderer.setCpuThreads(2);
     const std::uint64_t referenceRays = raysPerFrame(renderer, reference);
+    FrameTime referenceTime[2];
     for (std::uint64_t threads : {1, 2}) {
         renderer.setCpuThreads(threads);
-        double seconds = secondsPerFrame([&] { renderer.renderPathTraceFrame(reference); });
-        char name[96];
-        std::snprintf(name, sizeof name, "reference_embree_frame_threads%llu",
-                      static_cast<unsigned long long>(threads));
-        printFigure(name, seconds * 1000.0, "ms");
-        std::snprintf(name, sizeof name, "reference_embree_rays_threads%llu",
-                      static_cast<unsigned long long>(threads));
-        printFigure(name, static_cast<double>(referenceRays) / seconds / 1e6, "Mrays/s");
-        if (threads == 2) {
-            printFigure("pathtrace_intersector1_over_reference_threads2", oursAllThreads[1] / seconds, "x");
-        }
+        referenceTime[threads - 1] = timeFrame([&] { renderer.renderPathTraceFrame(reference); });
+        printFrame("reference_embree", -1, threads, referenceTime[threads - 1], referenceRays);
     }
+    printFigure("pathtrace_intersector1_over_reference_threads1", ours[1][0].wall / referenceTime[0].wall,
+                "x");
+    printFigure("pathtrace_intersector1_over_reference_threads2", ours[1][1].wall / referenceTime[1].wall,
+                "x");
+    printFigure("pathtrace_intersector1_over_reference_cpu_threads1", ours[1][0].cpu / referenceTime[0].cpu,
+                "x");
     // Both pictures converge on the same scene: a large gap here means the reference traces something else.
     printFigure("reference_picture_mean_difference",
                 100.0 * (meanOfPicture(renderer) - oursMean) / (oursMean != 0.0 ? oursMean : 1.0), "%");
+
+    benchHybrid(session);
+
+    // The world's fixed step at growing asteroid counts. It recreates the scene, so it comes last.
+    benchWorldSteps(scene);
 }
 
 } // namespace
