@@ -1,9 +1,11 @@
 #include "geometry/geometry.h"
+#include "platform/window.h"
 #include "raster/background.h"
 #include "raster/raster_test_support.h"
 #include "raster/scene_raster_state.h"
 #include "support/gl_test_context.h"
 #include "tracer/camera.h"
+#include "tracer/recursive_path_tracer.h"
 #include "world/entity.h"
 #include "world/scene.h"
 
@@ -197,6 +199,45 @@ TEST_F(RasterModesTest, ModesThatCannotRasterizeAreReportedOncePerObject) {
         glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &depth);
         EXPECT_EQ(depth, depthBefore);
     }
+}
+
+TEST_F(RasterModesTest, TheRendererDrawsBothRasterModesAndLeavesTheSumsAlone) {
+    addCube({0.0f, 0.0f, 0.0f});
+    WindowSettings settings;
+    settings.width = kWidth;
+    settings.height = kHeight;
+    RecursivePathTracer renderer(settings);
+    // Raster frames neither add to the sums nor count as traced frames.
+    std::fill(renderer.accumulation.begin(), renderer.accumulation.end(), Vec4{1.0f, 2.0f, 3.0f, 4.0f});
+    const std::uint64_t seen = renderer.seenChangeCount;
+
+    for (RenderMode mode : {RenderModeFixedRaster, RenderModeShaderRaster}) {
+        SCOPED_TRACE(mode);
+        FloatTarget target(kWidth, kHeight);
+        renderer.setRenderMode(mode);
+        renderer.render(*scene);
+        const std::vector<Vec4> pixels = target.read();
+        const Vec4 centre = pixels[(kHeight / 2) * kWidth + kWidth / 2];
+        if (mode == RenderModeShaderRaster) {
+            EXPECT_TRUE(centre.x > 0.1f && centre.y == 0.0f && centre.z == 0.0f) << centre.x;
+        } else {
+            EXPECT_TRUE(centre.x > 0.1f && centre.x == centre.y && centre.y == centre.z) << centre.x;
+        }
+        EXPECT_EQ(pixels.front().z, 0.5f) << "the background in the corner";
+
+        GLint value = -1;
+        glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &value);
+        EXPECT_EQ(value, 0);
+        glGetIntegerv(GL_CURRENT_PROGRAM, &value);
+        EXPECT_EQ(value, 0);
+        glGetIntegerv(GL_VERTEX_ARRAY_BINDING, &value);
+        EXPECT_EQ(value, 0);
+        EXPECT_FALSE(glIsEnabled(GL_LIGHTING)) << "the raster state is popped";
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    }
+    EXPECT_EQ(renderer.seenChangeCount, seen);
+    for (const Vec4& sum : renderer.accumulation)
+        ASSERT_EQ(sum, (Vec4{1.0f, 2.0f, 3.0f, 4.0f}));
 }
 
 } // namespace
