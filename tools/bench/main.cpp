@@ -5,10 +5,14 @@
 // RenderModePathTrace with the default depth, bounce count and direct light. Measured: the frame time for
 // both intersectors on one thread and on all pool threads, the rays per second of each, and the same frame
 // traced through an all-Embree reference (both levels in one Embree scene of instances, the same kernel).
+// Then the default mode, RenderModeHybrid, with its default settings: the frame time paused (tracing, the
+// upload of the sums and the composite) and during the flight (every frame also rasterises the scene and
+// reads its targets back).
 #include "embree_reference.h"
 #include "headless_session.h"
 #include "world_step_bench.h"
 
+#include "app/program_flags.h"
 #include "foundation/resource_cache.h"
 #include "geometry/intersector_mode.h"
 #include "tracer/path_trace_frame.h"
@@ -125,6 +129,41 @@ double meanOfPicture(const RecursivePathTracer& renderer) {
     return sum / (3.0 * static_cast<double>(renderer.displayPixels.size()));
 }
 
+// Times the hybrid frame as the program shows it: paused, where only the first frame rasterises, and flying,
+// where a world step between frames changes the scene so that every frame rasterises and reads back. The
+// steps themselves are not timed.
+void benchHybrid(HeadlessSession& session) {
+    RecursivePathTracer& renderer = session.renderer;
+    Scene& scene = session.scene;
+    gIntersectorMode = 1;
+    renderer.setRenderMode(RenderModeHybrid);
+    renderer.setCpuThreads(2);
+    const FrameTime paused = timeFrame([&] { renderer.render(scene); });
+    printFigure("hybrid_frame_paused_threads2", paused.wall * 1000.0, "ms");
+    printFigure("hybrid_frame_cpu_paused_threads2", paused.cpu * 1000.0, "ms");
+
+    gPaused = false;
+    std::vector<FrameTime> times;
+    for (int i = 0; i <= kTimedFrames; ++i) {
+        scene.update(0.01);
+        auto start = std::chrono::steady_clock::now();
+        double cpuStart = processCpuSeconds();
+        renderer.render(scene);
+        // The first flying frame is dropped like the warm-up frame of timeFrame.
+        if (i > 0) {
+            times.push_back({std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
+                             processCpuSeconds() - cpuStart});
+        }
+    }
+    gPaused = true;
+    std::sort(times.begin(), times.end(),
+              [](const FrameTime& a, const FrameTime& b) { return a.wall < b.wall; });
+    const FrameTime& flying = times[times.size() / 2];
+    printFigure("hybrid_frame_flying_threads2", flying.wall * 1000.0, "ms");
+    printFigure("hybrid_frame_cpu_flying_threads2", flying.cpu * 1000.0, "ms");
+    printFigure("hybrid_covered_pixels", static_cast<double>(renderer.workList.size()), "pixels");
+}
+
 void run() {
     HeadlessSession session(kWidth, kHeight);
     session.advanceFlightTo(kFlightTime);
@@ -186,6 +225,8 @@ void run() {
     // Both pictures converge on the same scene: a large gap here means the reference traces something else.
     printFigure("reference_picture_mean_difference",
                 100.0 * (meanOfPicture(renderer) - oursMean) / (oursMean != 0.0 ? oursMean : 1.0), "%");
+
+    benchHybrid(session);
 
     // The world's fixed step at growing asteroid counts. It recreates the scene, so it comes last.
     benchWorldSteps(scene);
