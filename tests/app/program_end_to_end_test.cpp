@@ -154,9 +154,10 @@ TEST_F(ProgramEndToEnd, ObjectCountZeroRebuildsTheSceneWithFourAsteroids) {
     EXPECT_NE(output.find("BVH update: ", rebuiltAt), std::string::npos) << output;
 }
 
-// The flight lasts 20 seconds; this test pauses it long before that. With the
-// tracing threads set to 0 the picture stays exactly as it is only while nothing
-// in the scene changes: every flying step would restart it to black.
+// In path tracing with no tracing threads the last sums are shown again and
+// again, so the picture stands exactly still while nothing in the scene changes;
+// any change restarts the sums, and the picture goes black. The flight lasts 20
+// seconds; this test pauses it long before that.
 TEST_F(ProgramEndToEnd, PauseStopsTheFlightAndTheMouseThenTurnsTheCamera) {
     focus();
     key("r");
@@ -166,18 +167,29 @@ TEST_F(ProgramEndToEnd, PauseStopsTheFlightAndTheMouseThenTurnsTheCamera) {
     // once this one is handled arrive after at least one traced frame.
     waitForKeyHandled("0", 1);
     key("Pause");
+    waitForKeyHandled("pause", 1);
+    // A frame traced after the pause holds samples that no step restarts; only
+    // then may the tracing stop.
+    const ProgramSession::Picture atPause = session->screenshot();
+    bool tracedSince = false;
+    for (int attempt = 0; attempt < 200 && !tracedSince; ++attempt) {
+        std::this_thread::sleep_for(100ms);
+        tracedSince = session->screenshot() != atPause;
+    }
+    ASSERT_TRUE(tracedSince) << "no frame was traced after \"pause\"";
     key("c");
     key("0");
-    // From the frame after this one no tile is traced.
     waitForKeyHandled("0", 2);
     // Well short of the 20 seconds after which the flight would stop by itself.
     const auto paused = waitForStillPicture(8s);
-    ASSERT_TRUE(paused.has_value()) << "the picture never stood still after \"pause\"";
+    ASSERT_TRUE(paused.has_value()) << "the picture never stood still after \"pause\"; title \""
+                                    << session->title() << "\"; output:\n"
+                                    << session->standardOutput();
 
-    // Mouse motion turns the camera, which restarts the picture: black again.
+    // Mouse motion while paused turns the camera, which restarts the picture.
     ASSERT_EQ(session->xdotool({"mousemove_relative", "--", "40", "0"}), 0);
     bool changed = false;
-    for (int attempt = 0; attempt < 100 && !changed; ++attempt) {
+    for (int attempt = 0; attempt < 200 && !changed; ++attempt) {
         std::this_thread::sleep_for(100ms);
         changed = session->screenshot() != *paused;
     }
@@ -191,8 +203,8 @@ TEST_F(ProgramEndToEnd, PauseStopsTheFlightAndTheMouseThenTurnsTheCamera) {
     waitForKeyHandled("0", 3);
     const auto turned = waitForStillPicture(kTimeout);
     ASSERT_TRUE(turned.has_value());
-    // Noise between two accumulations of one view stays near 0.01; a turn of
-    // 0.4 radians moves the whole picture (about 0.2).
+    // Two accumulations of one view differ by about 0.01; a turn of 0.4 radians
+    // moves the whole picture (about 0.2).
     EXPECT_GT(difference(*paused, *turned), 0.08);
     closeAndExpectStatusZero();
 }

@@ -5,7 +5,6 @@
 #include "raster/image.h"
 #include "raster/raster_test_support.h"
 #include "raster/scene_raster_state.h"
-#include "support/gl_test_context.h"
 #include "tracer/recursive_path_tracer.h"
 #include "world/entity.h"
 #include "world/scene.h"
@@ -24,37 +23,12 @@ namespace {
 
 using testing::FloatTarget;
 
-constexpr std::int32_t kWidth = 64;
-constexpr std::int32_t kHeight = 48;
-
-std::vector<Vec4> readTexture(std::uint32_t name, std::size_t texelCount) {
-    std::vector<Vec4> texels(texelCount);
-    glBindTexture(GL_TEXTURE_2D, name);
-    glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_FLOAT, texels.data());
-    glBindTexture(GL_TEXTURE_2D, 0);
-    return texels;
-}
-
-// The composite as it reached the default framebuffer, eight bits a channel,
-// as floats.
-std::vector<Vec3> readScreen() {
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(kWidth) * kHeight * 4);
-    glBindFramebuffer(GL_FRAMEBUFFER, 0);
-    glPixelStorei(GL_PACK_ALIGNMENT, 1);
-    glReadPixels(0, 0, kWidth, kHeight, GL_RGBA, GL_UNSIGNED_BYTE, bytes.data());
-    std::vector<Vec3> pixels;
-    for (std::size_t i = 0; i < bytes.size(); i += 4)
-        pixels.push_back(Vec3{bytes[i] / 255.0f, bytes[i + 1] / 255.0f, bytes[i + 2] / 255.0f});
-    return pixels;
-}
-
-class HybridTest : public ::testing::Test {
+class HybridTest : public testing::StripSceneTest {
 protected:
     void SetUp() override {
-        VERDANIUM_REQUIRE_GL();
-        path = testing::writeTestStrip("hybrid_strip");
-        scene = std::make_unique<Scene>(kEmptyScene);
-        scene->background = std::make_shared<Background>(path);
+        StripSceneTest::SetUp();
+        if (IsSkipped())
+            return;
         WindowSettings settings;
         settings.width = kWidth;
         settings.height = kHeight;
@@ -63,18 +37,30 @@ protected:
     }
     void TearDown() override {
         renderer.reset();
-        scene.reset();
-        std::remove(path.c_str());
+        StripSceneTest::TearDown();
         for (const std::string& file : extraFiles)
             std::remove(file.c_str());
     }
 
-    Entity& addEntity(std::shared_ptr<Geometry> mesh, const Transform& transform) {
-        auto entity = std::make_shared<Entity>(scene->nextEntityKey, std::move(mesh));
-        entity->transform = transform;
-        scene->entities[scene->nextEntityKey++] = entity;
-        ++scene->changeCount;
-        return *entity;
+    static std::vector<Vec4> readTexture(std::uint32_t name) {
+        std::vector<Vec4> texels(static_cast<std::size_t>(kWidth) * kHeight);
+        glBindTexture(GL_TEXTURE_2D, name);
+        glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_FLOAT, texels.data());
+        glBindTexture(GL_TEXTURE_2D, 0);
+        return texels;
+    }
+
+    // The composite as it reached the default framebuffer, eight bits a
+    // channel, as floats.
+    static std::vector<Vec3> readScreen() {
+        std::vector<unsigned char> bytes(static_cast<std::size_t>(kWidth) * kHeight * 4);
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+        glPixelStorei(GL_PACK_ALIGNMENT, 1);
+        glReadPixels(0, 0, kWidth, kHeight, GL_RGBA, GL_UNSIGNED_BYTE, bytes.data());
+        std::vector<Vec3> pixels;
+        for (std::size_t i = 0; i < bytes.size(); i += 4)
+            pixels.push_back(Vec3{bytes[i] / 255.0f, bytes[i + 1] / 255.0f, bytes[i + 2] / 255.0f});
+        return pixels;
     }
 
     // The pixels that the shader raster pass covers, rows from the bottom.
@@ -100,9 +86,7 @@ protected:
         return covered;
     }
 
-    std::string path;
     std::vector<std::string> extraFiles;
-    std::unique_ptr<Scene> scene;
     std::unique_ptr<RecursivePathTracer> renderer;
 };
 
@@ -115,7 +99,7 @@ TEST_F(HybridTest, TheBackgroundAloneGivesNoWorkAndShowsTheDiffuseTargetAsItStan
     for (const Vec4& sum : renderer->accumulation)
         ASSERT_EQ(sum, Vec4{});
 
-    const std::vector<Vec4> diffuse = readTexture(renderer->diffuseTexture, kWidth * kHeight);
+    const std::vector<Vec4> diffuse = readTexture(renderer->diffuseTexture);
     const std::vector<Vec3> screen = readScreen();
     for (std::size_t i = 0; i < screen.size(); ++i) {
         ASSERT_GT(diffuse[i].z, 0.0f) << "the box covers every pixel";
@@ -203,7 +187,7 @@ TEST_F(HybridTest, TheCompositeDividesTheSumsByTheCountAndMultipliesTheDiffuseCo
     renderer->accumulation[unsampled] = Vec4{};
     renderer->render(*scene);
 
-    const std::vector<Vec4> diffuse = readTexture(renderer->diffuseTexture, kWidth * kHeight);
+    const std::vector<Vec4> diffuse = readTexture(renderer->diffuseTexture);
     const std::vector<Vec3> screen = readScreen();
     std::vector<bool> listed(screen.size(), false);
     for (const PixelRecord& record : renderer->workList)
@@ -275,21 +259,15 @@ TEST_F(HybridTest, AFrameLeavesTheGlStateAsItFoundIt) {
         }
         renderer->render(*scene);
         GLint value = -1;
-        glGetIntegerv(GL_CURRENT_PROGRAM, &value);
-        EXPECT_EQ(value, 0);
-        glGetIntegerv(GL_VERTEX_ARRAY_BINDING, &value);
-        EXPECT_EQ(value, 0);
         glGetIntegerv(GL_FRAMEBUFFER_BINDING, &value);
         EXPECT_EQ(value, 0);
         glGetIntegerv(GL_ACTIVE_TEXTURE, &value);
         EXPECT_EQ(value, GL_TEXTURE0);
-        for (GLenum unit : {GL_TEXTURE1, GL_TEXTURE0}) {
-            glActiveTexture(unit);
-            glGetIntegerv(GL_TEXTURE_BINDING_2D, &value);
-            EXPECT_EQ(value, 0);
-        }
-        glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &value);
-        EXPECT_EQ(value, 0);
+        glActiveTexture(GL_TEXTURE1);
+        glGetIntegerv(GL_TEXTURE_BINDING_2D, &value);
+        EXPECT_EQ(value, 0) << "unit 1";
+        glActiveTexture(GL_TEXTURE0);
+        EXPECT_EQ(testing::currentBoundState(), (testing::BoundState{0, 0, 0, 0}));
         EXPECT_FALSE(glIsEnabled(GL_LIGHTING));
         EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
         EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
@@ -324,7 +302,7 @@ TEST_F(HybridTest, TheDiffuseTargetShowsATextureTheWayTheTracerReadsIt) {
     ASSERT_NE(painted.texture.image->textureId, 0u);
     renderer->render(*scene);
 
-    const std::vector<Vec4> diffuse = readTexture(renderer->diffuseTexture, kWidth * kHeight);
+    const std::vector<Vec4> diffuse = readTexture(renderer->diffuseTexture);
     const Mat4 viewProjection = renderer->camera.projection.forward * scene->camera.forward;
     // Quarter centres of the square, with the (u, v) there.
     const struct {

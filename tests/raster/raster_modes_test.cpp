@@ -1,9 +1,10 @@
 #include "geometry/geometry.h"
+#include "platform/window.h"
 #include "raster/background.h"
 #include "raster/raster_test_support.h"
 #include "raster/scene_raster_state.h"
-#include "support/gl_test_context.h"
 #include "tracer/camera.h"
+#include "tracer/recursive_path_tracer.h"
 #include "world/entity.h"
 #include "world/scene.h"
 
@@ -20,9 +21,6 @@ namespace {
 
 using testing::FloatTarget;
 
-constexpr std::int32_t kWidth = 64;
-constexpr std::int32_t kHeight = 48;
-
 struct PixelBox {
     float left = 1e30f, bottom = 1e30f, right = -1e30f, top = -1e30f;
     void add(float x, float y) {
@@ -36,26 +34,11 @@ struct PixelBox {
     }
 };
 
-class RasterModesTest : public ::testing::Test {
+class RasterModesTest : public testing::StripSceneTest {
 protected:
-    void SetUp() override {
-        VERDANIUM_REQUIRE_GL();
-        path = testing::writeTestStrip("modes_strip");
-        scene = std::make_unique<Scene>(kEmptyScene);
-        scene->background = std::make_shared<Background>(path);
-        camera = std::make_unique<Camera>(makeProjectedCamera(kWidth, kHeight));
-    }
-    void TearDown() override {
-        scene.reset();
-        std::remove(path.c_str());
-    }
-
-    // A cube of side 4 at `position`, under the next key.
+    // A cube of side 4 at `position`.
     Entity& addCube(Vec3 position, const Transform& turn = Transform{}) {
-        auto entity = std::make_shared<Entity>(scene->nextEntityKey, makeCube(4.0f));
-        entity->transform = makeTranslation(position) * turn;
-        scene->entities[scene->nextEntityKey++] = entity;
-        return *entity;
+        return addEntity(makeCube(4.0f), makeTranslation(position) * turn);
     }
 
     // The pass as the renderer runs it for modes 1 and 2: the raster state
@@ -74,10 +57,6 @@ protected:
         const Vec4 clip = camera->projection.forward * (scene->camera.forward * Vec4(world, 1.0f));
         return {(clip.x / clip.w + 1.0f) * 0.5f * kWidth, (clip.y / clip.w + 1.0f) * 0.5f * kHeight, 0.0f};
     }
-
-    std::string path;
-    std::unique_ptr<Scene> scene;
-    std::unique_ptr<Camera> camera;
 };
 
 TEST_F(RasterModesTest, ShaderRasterDrawsARedEntityWhereTheProjectionPutsIt) {
@@ -116,33 +95,11 @@ TEST_F(RasterModesTest, ShaderRasterDrawsARedEntityWhereTheProjectionPutsIt) {
     EXPECT_GT(pixels[static_cast<int>(middle.y) * kWidth + static_cast<int>(middle.x)].x, 0.1f);
 }
 
-TEST_F(RasterModesTest, FixedAndShaderRasterCoverTheSamePixelsOverTheBackground) {
-    const std::vector<Vec4> backgroundAlone = draw(RenderModeShaderRaster);
-    addCube({-4.0f, 1.0f, 2.0f}, makeRotation({1.0f, 1.0f, 0.0f}, 0.7f));
-    addCube({5.0f, -3.0f, -6.0f});
-    const std::vector<Vec4> fixed = draw(RenderModeFixedRaster);
-    const std::vector<Vec4> shaded = draw(RenderModeShaderRaster);
-    std::size_t covered = 0;
-    for (std::size_t i = 0; i < fixed.size(); ++i) {
-        const bool fixedCovers = fixed[i] != backgroundAlone[i];
-        const bool shaderCovers = shaded[i] != backgroundAlone[i];
-        EXPECT_EQ(fixedCovers, shaderCovers) << "pixel " << i;
-        covered += shaderCovers;
-        // The fixed pipeline lights the entities grey.
-        if (fixedCovers) {
-            EXPECT_TRUE(fixed[i].x == fixed[i].y && fixed[i].y == fixed[i].z) << "pixel " << i;
-        }
-    }
-    EXPECT_GT(covered, 40u);
-    EXPECT_LT(covered, fixed.size() / 2);
-}
-
 TEST_F(RasterModesTest, EachPassLeavesTheStateOfItsTable) {
     addCube({-4.0f, 0.0f, 0.0f});
     Entity& last = addCube({4.0f, 0.0f, 0.0f}, makeRotation({0.0f, 0.0f, 1.0f}, 0.3f));
     FloatTarget target(kWidth, kHeight);
-    GLint depthBefore = -1;
-    glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &depthBefore);
+    const GLint depthBefore = testing::currentBoundState().attributeDepth;
 
     for (RenderMode mode : {RenderModeFixedRaster, RenderModeShaderRaster, RenderModeHybrid}) {
         SCOPED_TRACE(mode);
@@ -150,15 +107,8 @@ TEST_F(RasterModesTest, EachPassLeavesTheStateOfItsTable) {
         glLoadIdentity();
         glMatrixMode(GL_TEXTURE);
         scene->rasterize(mode, *camera);
+        EXPECT_EQ(testing::currentBoundState(), (testing::BoundState{0, 0, 0, depthBefore}));
         GLint value = -1;
-        glGetIntegerv(GL_CURRENT_PROGRAM, &value);
-        EXPECT_EQ(value, 0);
-        glGetIntegerv(GL_VERTEX_ARRAY_BINDING, &value);
-        EXPECT_EQ(value, 0);
-        glGetIntegerv(GL_TEXTURE_BINDING_2D, &value);
-        EXPECT_EQ(value, 0);
-        glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &value);
-        EXPECT_EQ(value, depthBefore);
         glGetIntegerv(GL_MATRIX_MODE, &value);
         Mat4 projection;
         glGetFloatv(GL_PROJECTION_MATRIX, projection.data());
@@ -185,18 +135,51 @@ TEST_F(RasterModesTest, ModesThatCannotRasterizeAreReportedOncePerObject) {
     addCube({4.0f, 0.0f, 0.0f});
     for (std::uint32_t mode : {0u, 4u, 17u}) {
         FloatTarget target(kWidth, kHeight);
-        GLint depthBefore = -1;
-        glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &depthBefore);
+        const GLint depthBefore = testing::currentBoundState().attributeDepth;
         ::testing::internal::CaptureStderr();
         scene->rasterize(static_cast<RenderMode>(mode), *camera);
         const std::string line = "error: cannot rasterize in RenderMode " + std::to_string(mode) + "\n";
         EXPECT_EQ(::testing::internal::GetCapturedStderr(), line + line + line + line);
         for (const Vec4& pixel : target.read())
             ASSERT_EQ(pixel, Vec4{});
-        GLint depth = -1;
-        glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &depth);
-        EXPECT_EQ(depth, depthBefore);
+        EXPECT_EQ(testing::currentBoundState().attributeDepth, depthBefore) << "nothing pushed";
     }
+}
+
+TEST_F(RasterModesTest, TheRendererDrawsBothRasterModesAndLeavesTheSumsAlone) {
+    addCube({0.0f, 0.0f, 0.0f});
+    WindowSettings settings;
+    settings.width = kWidth;
+    settings.height = kHeight;
+    RecursivePathTracer renderer(settings);
+    // Raster frames neither add to the sums nor count as traced frames.
+    std::fill(renderer.accumulation.begin(), renderer.accumulation.end(), Vec4{1.0f, 2.0f, 3.0f, 4.0f});
+    const std::uint64_t seen = renderer.seenChangeCount;
+
+    for (RenderMode mode : {RenderModeFixedRaster, RenderModeShaderRaster}) {
+        SCOPED_TRACE(mode);
+        FloatTarget target(kWidth, kHeight);
+        renderer.setRenderMode(mode);
+        renderer.render(*scene);
+        const std::vector<Vec4> pixels = target.read();
+        const Vec4 centre = pixels[(kHeight / 2) * kWidth + kWidth / 2];
+        if (mode == RenderModeShaderRaster) {
+            EXPECT_TRUE(centre.x > 0.1f && centre.y == 0.0f && centre.z == 0.0f) << centre.x;
+        } else {
+            EXPECT_TRUE(centre.x > 0.1f && centre.x == centre.y && centre.y == centre.z) << centre.x;
+        }
+        EXPECT_EQ(pixels.front().z, 0.5f) << "the background in the corner";
+
+        const testing::BoundState state = testing::currentBoundState();
+        EXPECT_EQ(state.program, 0);
+        EXPECT_EQ(state.vertexArray, 0);
+        EXPECT_EQ(state.attributeDepth, 0);
+        EXPECT_FALSE(glIsEnabled(GL_LIGHTING)) << "the raster state is popped";
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    }
+    EXPECT_EQ(renderer.seenChangeCount, seen);
+    for (const Vec4& sum : renderer.accumulation)
+        ASSERT_EQ(sum, (Vec4{1.0f, 2.0f, 3.0f, 4.0f}));
 }
 
 } // namespace

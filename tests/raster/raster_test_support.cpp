@@ -1,9 +1,15 @@
 #include "raster/raster_test_support.h"
 
+#include "raster/background.h"
+#include "support/gl_test_context.h"
+#include "tracer/camera.h"
+#include "world/entity.h"
+#include "world/scene.h"
+
 #include <GL/glew.h>
-#include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <unistd.h>
 
@@ -69,6 +75,42 @@ std::vector<Vec4> FloatTarget::read() const {
 bool near(const Vec3& a, const Vec3& b, float tolerance) {
     return std::fabs(a.x - b.x) <= tolerance && std::fabs(a.y - b.y) <= tolerance &&
            std::fabs(a.z - b.z) <= tolerance;
+}
+
+BoundState currentBoundState() {
+    BoundState state;
+    glGetIntegerv(GL_CURRENT_PROGRAM, &state.program);
+    glGetIntegerv(GL_VERTEX_ARRAY_BINDING, &state.vertexArray);
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &state.texture);
+    glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &state.attributeDepth);
+    return state;
+}
+
+std::ostream& operator<<(std::ostream& out, const BoundState& state) {
+    return out << "{program " << state.program << ", vertex array " << state.vertexArray << ", texture "
+               << state.texture << ", attribute depth " << state.attributeDepth << "}";
+}
+
+void StripSceneTest::SetUp() {
+    VERDANIUM_REQUIRE_GL();
+    stripPath = writeTestStrip(::testing::UnitTest::GetInstance()->current_test_info()->name());
+    scene = std::make_unique<Scene>(kEmptyScene);
+    scene->background = std::make_shared<Background>(stripPath);
+    camera = std::make_unique<Camera>(makeProjectedCamera(kWidth, kHeight));
+}
+
+Entity& StripSceneTest::addEntity(std::shared_ptr<Geometry> mesh, const Transform& transform) {
+    auto entity = std::make_shared<Entity>(scene->nextEntityKey, std::move(mesh));
+    entity->transform = transform;
+    scene->entities[scene->nextEntityKey++] = entity;
+    ++scene->changeCount;
+    return *entity;
+}
+
+void StripSceneTest::TearDown() {
+    scene.reset();
+    if (!stripPath.empty())
+        std::remove(stripPath.c_str());
 }
 
 } // namespace verdanium::testing

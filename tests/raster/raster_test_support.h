@@ -3,9 +3,21 @@
 #include "foundation/math/vec3.h"
 #include "foundation/math/vec4.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
+#include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
+
+namespace verdanium {
+class Entity;
+class Geometry;
+class Scene;
+struct Camera;
+struct Transform;
+} // namespace verdanium
 
 namespace verdanium::testing {
 
@@ -42,5 +54,36 @@ private:
 
 // Whether a and b agree within `tolerance` in every component.
 bool near(const Vec3& a, const Vec3& b, float tolerance);
+
+// The bindings every pass must give back, and the depth of the attribute stack.
+struct BoundState {
+    std::int32_t program = 0;
+    std::int32_t vertexArray = 0;
+    std::int32_t texture = 0; // GL_TEXTURE_2D on the active unit
+    std::int32_t attributeDepth = 0;
+    friend bool operator==(const BoundState&, const BoundState&) = default;
+};
+BoundState currentBoundState();
+std::ostream& operator<<(std::ostream& out, const BoundState& state);
+
+// A scene with no entities, the test strip as its background, the default
+// camera 15 units back along +z, and the projection of a 64 x 48 picture.
+// Skips the test without a GL context: a derived SetUp checks IsSkipped().
+class StripSceneTest : public ::testing::Test {
+protected:
+    static constexpr std::int32_t kWidth = 64;
+    static constexpr std::int32_t kHeight = 48;
+
+    void SetUp() override;
+    void TearDown() override;
+
+    // Places `mesh` by `transform` under the scene's next key, and raises the
+    // scene's change count as its factories do.
+    Entity& addEntity(std::shared_ptr<Geometry> mesh, const Transform& transform);
+
+    std::string stripPath;
+    std::unique_ptr<Scene> scene;
+    std::unique_ptr<Camera> camera;
+};
 
 } // namespace verdanium::testing

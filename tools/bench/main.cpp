@@ -173,6 +173,16 @@ void run() {
     std::printf("bench threads_available: %llu threads\n",
                 static_cast<unsigned long long>(gTaskScheduler.threadCount()));
 
+    // What a frame costs besides tracing, on the main thread alone: conversion of the sums, glDrawPixels,
+    // clear and the rest of render. It bounds what more threads can gain.
+    // One traced frame first, so that every pixel has a count and the conversion does its full work.
+    renderer.setCpuThreads(2);
+    renderer.render(scene);
+    renderer.setCpuThreads(0);
+    printFigure("pathtrace_frame_untraced", timeFrame([&] { renderer.render(scene); }).wall * 1000.0, "ms");
+    printFigure("pathtrace_conversion", timeFrame([&] { renderer.convertAccumulation(); }).wall * 1000.0,
+                "ms");
+
     FrameTime ours[2][2] = {}; // [intersector][threads - 1]
     for (std::int32_t intersector : {1, 0}) {
         gIntersectorMode = intersector;
