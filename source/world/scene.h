@@ -94,7 +94,8 @@ public:
     std::uint64_t objectCountExponent = 3;
     // Only reported in the recreation log line.
     std::uint64_t tesselationExponent = 0;
-    // Stored for the recreation log; no hierarchy build reads it.
+    // Stored and never read: a leaf of either tree level holds one item,
+    // whatever this says.
     std::uint8_t leafSize = 1;
 
     // Every object of the scene, walked in ascending key order.
