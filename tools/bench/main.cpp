@@ -7,7 +7,9 @@
 // traced through an all-Embree reference (both levels in one Embree scene of instances, the same kernel).
 // Then the default mode, RenderModeHybrid, with its default settings: the frame time paused (tracing, the
 // upload of the sums and the composite) and during the flight (every frame also rasterises the scene and
-// reads its targets back).
+// reads its targets back). Last, the world's fixed step at growing asteroid counts.
+//
+// Arguments name the groups to measure, "frame", "hybrid" and "world"; none measures all.
 #include "embree_reference.h"
 #include "headless_session.h"
 #include "world_step_bench.h"
@@ -24,6 +26,7 @@
 #include <ctime>
 #include <exception>
 #include <iostream>
+#include <string>
 #include <vector>
 
 using namespace verdanium;
@@ -164,9 +167,15 @@ void benchHybrid(HeadlessSession& session) {
     printFigure("hybrid_covered_pixels", static_cast<double>(renderer.workList.size()), "pixels");
 }
 
-void run() {
-    HeadlessSession session(kWidth, kHeight);
-    session.advanceFlightTo(kFlightTime);
+// Which groups of figures a run measures: all by default, or those named on the command line, so that one
+// group can be measured alone (and quickly) while it is being worked on.
+struct Sections {
+    bool frame = true;
+    bool hybrid = true;
+    bool world = true;
+};
+
+void benchPathTrace(HeadlessSession& session) {
     RecursivePathTracer& renderer = session.renderer;
     Scene& scene = session.scene;
     renderer.setRenderMode(RenderModePathTrace);
@@ -225,19 +234,43 @@ void run() {
     // Both pictures converge on the same scene: a large gap here means the reference traces something else.
     printFigure("reference_picture_mean_difference",
                 100.0 * (meanOfPicture(renderer) - oursMean) / (oursMean != 0.0 ? oursMean : 1.0), "%");
+}
 
-    benchHybrid(session);
-
+void run(const Sections& sections) {
+    HeadlessSession session(kWidth, kHeight);
+    session.advanceFlightTo(kFlightTime);
+    if (sections.frame)
+        benchPathTrace(session);
+    if (sections.hybrid)
+        benchHybrid(session);
     // The world's fixed step at growing asteroid counts. It recreates the scene, so it comes last.
-    benchWorldSteps(scene);
+    if (sections.world)
+        benchWorldSteps(session.scene);
 }
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    Sections sections;
+    if (argc > 1) {
+        sections = Sections{false, false, false};
+        for (int i = 1; i < argc; ++i) {
+            const std::string name = argv[i];
+            if (name == "frame") {
+                sections.frame = true;
+            } else if (name == "hybrid") {
+                sections.hybrid = true;
+            } else if (name == "world") {
+                sections.world = true;
+            } else {
+                std::cerr << "usage: verdanium-bench [frame] [hybrid] [world] (all when none is named)\n";
+                return 2;
+            }
+        }
+    }
     int status = 0;
     try {
-        run();
+        run(sections);
     } catch (const std::exception& error) {
         std::cerr << "exception: " << error.what() << std::endl;
         status = 1;
