@@ -46,9 +46,10 @@ public:
     // allocates nothing.
     void build(EntityMap::const_iterator first, EntityMap::const_iterator last);
 
-    // Centroid and map-order position of a primitive: what the median selection
-    // moves around, a third the size of a primitive.
-    struct SplitRecord {
+    // Centroid of a primitive and its position in the build's gathered copy of
+    // the primitives: what the median selection moves around, a third the size
+    // of a primitive, and one SSE register.
+    struct alignas(16) SplitRecord {
         float centroid[3];
         std::uint32_t primitive;
     };
@@ -62,11 +63,28 @@ public:
     bool occluded(const Ray& ray) const;
 
 private:
-    void buildNodes(std::size_t first, std::size_t last);
+    BoundingBox buildSubtree(std::size_t node, std::size_t first, std::size_t last,
+                             const BoundingBox& centroids);
+    BoundingBox buildChild(std::size_t node, std::size_t first, std::size_t last,
+                           const BoundingBox& centroids);
+    BoundingBox makeLeaf(std::size_t node, std::size_t position);
+    void splitAtMedian(std::size_t first, std::size_t last, std::uint8_t axis, const BoundingBox& centroids);
 
-    // Scratch of the build, kept with its capacity between builds.
+    // Scratch of the build, kept with its capacity between builds. The build
+    // starts from the arrangement the last one left: mapIndexOf_[i] is the map
+    // position of the primitive at leaf position i.
+    std::vector<std::uint32_t> mapIndexOf_;
+    std::vector<std::uint32_t> nextMapIndexOf_;
+    // The primitives, and their records, in that arrangement.
+    std::vector<EntityPrimitive> arranged_;
     std::vector<SplitRecord> records_;
+    std::vector<SplitRecord> splitOutput_;
+    std::vector<SplitRecord> straddling_;
+    std::vector<std::uint32_t> histogram_;
     std::vector<EntityPrimitive> inMapOrder_;
+    // Some centroid coordinate is NaN: then every node takes the plain
+    // selection, which orders NaN last.
+    bool anyNan_ = false;
 };
 
 // Nearest-hit test of one entity: the world ray taken into object space and

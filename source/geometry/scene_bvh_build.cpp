@@ -6,8 +6,21 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstring>
+#include <limits>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include <cstdio>
+#include <ctime>
 namespace verdanium {
+double cpuMsNow() {
+    timespec t;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return t.tv_sec * 1e3 + t.tv_nsec * 1e-6;
+}
 namespace {
 
 using SplitRecord = SceneBvh::SplitRecord;
@@ -68,75 +81,258 @@ void selectMedian(SplitRecord* first, SplitRecord* nth, SplitRecord* last, int a
     std::sort(first, last, before);
 }
 
-} // namespace
-
-void SceneBvh::build(EntityMap::const_iterator first, EntityMap::const_iterator last) {
-    clearKeepingCapacity();
-    inMapOrder_.clear();
-    records_.clear();
-    forEachEntity(first, last,
-                  [this](Entity& entity) { inMapOrder_.push_back(makeEntityPrimitive(entity)); });
-    const std::size_t count = inMapOrder_.size();
-
-    // The selection works on compact records rather than on the primitives: the
-    // tree over tens of thousands of entities is rebuilt at every step, and most
-    // of that time goes into the median selections.
-    for (std::size_t i = 0; i < count; ++i) {
-        const Vec3& centroid = inMapOrder_[i].centroid;
-        records_.push_back(SplitRecord{{centroid.x, centroid.y, centroid.z}, static_cast<std::uint32_t>(i)});
+// The box of the centroids of [first, last), as extending the empty box by each
+// would make it (NaN coordinates are left out), up to the sign of a zero bound,
+// which no extent and no comparison can tell. minps(c, lower) is
+// c < lower ? c : lower, exactly extend's rule. Two accumulators per bound, so
+// that the loop is not one long chain of dependent minimums.
+BoundingBox centroidBox(const SplitRecord* first, const SplitRecord* last) {
+#if defined(__SSE2__)
+    const float inf = std::numeric_limits<float>::infinity();
+    __m128 lower0 = _mm_set1_ps(inf), lower1 = lower0;
+    __m128 upper0 = _mm_set1_ps(-inf), upper1 = upper0;
+    const SplitRecord* it = first;
+    for (; last - it >= 2; it += 2) {
+        // The fourth lane holds the primitive's position; it is carried along and ignored.
+        const __m128 a = _mm_load_ps(it[0].centroid);
+        const __m128 b = _mm_load_ps(it[1].centroid);
+        lower0 = _mm_min_ps(a, lower0);
+        upper0 = _mm_max_ps(a, upper0);
+        lower1 = _mm_min_ps(b, lower1);
+        upper1 = _mm_max_ps(b, upper1);
     }
-    // Four per primitive, as at the mesh level, though only 2n - 1 are used.
-    nodes.reserve(4 * count);
-    buildNodes(0, count);
-
-    // The primitives in the build's final order, so that a leaf's index is its
-    // primitive's position, and the leaf items beside them.
-    primitives.reserve(count);
-    leafItems.reserve(count);
-    for (const SplitRecord& record : records_) {
-        primitives.push_back(inMapOrder_[record.primitive]);
-        leafItems.push_back(primitives.back().entity);
+    if (it != last) {
+        const __m128 a = _mm_load_ps(it->centroid);
+        lower0 = _mm_min_ps(a, lower0);
+        upper0 = _mm_max_ps(a, upper0);
     }
-    // Boxes last, children before parents: a node's children stand after it.
-    for (std::size_t k = nodes.size(); k-- > 0;) {
-        BvhNode& node = nodes[k];
-        BoundingBox box;
-        if (node.count != 0) {
-            for (std::size_t i = node.index; i < node.index + node.count; ++i)
-                box.extend(BoundingBox{primitives[i].lower, primitives[i].upper});
-        } else if (k + 1 < nodes.size()) {
-            box.extend(BoundingBox{nodes[k + 1].lower, nodes[k + 1].upper});
-            box.extend(BoundingBox{nodes[node.index].lower, nodes[node.index].upper});
-        }
-        node.lower = box.lower;
-        node.upper = box.upper;
+    alignas(16) float lower[4];
+    alignas(16) float upper[4];
+    _mm_store_ps(lower, _mm_min_ps(lower1, lower0));
+    _mm_store_ps(upper, _mm_max_ps(upper1, upper0));
+    return BoundingBox{Vec3{lower[0], lower[1], lower[2]}, Vec3{upper[0], upper[1], upper[2]}};
+#else
+    BoundingBox box;
+    for (const SplitRecord* it = first; it != last; ++it)
+        box.extend(Vec3{it->centroid[0], it->centroid[1], it->centroid[2]});
+    return box;
+#endif
+}
+
+// Up to this many records a split sorts the range outright.
+constexpr std::size_t kSortedSplitMaximum = 16;
+constexpr std::size_t kMaxBuckets = 1024;
+
+// Insertion sort by the coordinate: stable, and on a few records cheaper than
+// any selection. No key may be NaN.
+template <int kAxis>
+void sortByKey(SplitRecord* first, SplitRecord* last) {
+    for (SplitRecord* it = first + 1; it < last; ++it) {
+        const SplitRecord record = *it;
+        SplitRecord* hole = it;
+        for (; hole != first && record.centroid[kAxis] < hole[-1].centroid[kAxis]; --hole)
+            *hole = hole[-1];
+        *hole = record;
     }
 }
 
-void SceneBvh::buildNodes(std::size_t first, std::size_t last) {
-    const std::size_t n = last - first;
-    const std::size_t self = nodes.size();
-    nodes.push_back(BvhNode{BoundingBox{}.lower, BoundingBox{}.upper, 0, 0, 0});
-    if (n <= 1) {
-        nodes[self].count = static_cast<std::uint8_t>(n);
-        nodes[self].index = static_cast<std::uint32_t>(first);
+// Splits the n records of `in` into `out` around their median on the axis, the
+// floor(n / 2) smallest first, keeping the order of all but a few: a radix
+// style selection in two passes instead of a quickselect's several. The keys
+// are spread over up to 1024 buckets by a linear map of [low, high], the range
+// of the keys, which must be finite and not empty. The map rounds but never
+// reverses an order, so every record of a lower bucket comes before every one
+// of a higher bucket: counting the buckets finds the one that holds the
+// median, the records below and above it need no ordering at all, and only
+// the bucket's few records go through a selection. That some records keep
+// their order matters: the build starts from the last build's arrangement,
+// and what the splits above a node leave in order, the node finds still split.
+template <int kAxis>
+void splitByBuckets(const SplitRecord* in, SplitRecord* out, SplitRecord* straddling,
+                    std::uint32_t* histogram, std::size_t n, float low, float high) {
+    const std::size_t half = n / 2;
+    const std::size_t buckets = std::min(kMaxBuckets, std::bit_floor(n) / 2);
+    const float scale = static_cast<float>(buckets) / (high - low);
+    const int lastBucket = static_cast<int>(buckets) - 1;
+    const auto bucketOf = [&](float key) {
+        return std::min(static_cast<int>((key - low) * scale), lastBucket);
+    };
+
+    std::memset(histogram, 0, buckets * sizeof(std::uint32_t));
+    for (std::size_t i = 0; i < n; ++i)
+        ++histogram[bucketOf(in[i].centroid[kAxis])];
+    std::size_t below = 0;
+    int median = 0;
+    while (below + histogram[median] <= half)
+        below += histogram[median++];
+
+    // Each record is written to all three places and only the matching cursor
+    // advances: a branch per record would be mispredicted a good part of the
+    // time. A stray write lands on a slot that a later record of that kind,
+    // or the bucket's records copied in last, overwrites, or on the one slot
+    // past the end that each array has to spare.
+    SplitRecord* lower = out;
+    SplitRecord* upper = out + below + histogram[median];
+    SplitRecord* middle = straddling;
+    for (std::size_t i = 0; i < n; ++i) {
+        const SplitRecord record = in[i];
+        const int bucket = bucketOf(record.centroid[kAxis]);
+        *lower = record;
+        *upper = record;
+        *middle = record;
+        lower += bucket < median;
+        upper += bucket > median;
+        middle += bucket == median;
+    }
+    std::nth_element(
+        straddling, straddling + (half - below), middle,
+        [](const SplitRecord& a, const SplitRecord& b) { return a.centroid[kAxis] < b.centroid[kAxis]; });
+    std::memcpy(static_cast<void*>(out + below), straddling,
+                static_cast<std::size_t>(middle - straddling) * sizeof(SplitRecord));
+}
+
+} // namespace
+
+// The build runs at every flying step, and at tens of thousands of entities it
+// was most of a step, most of that in the median selections. Two things make
+// it cheaper than a fresh selection per node:
+//
+// - Between two steps an entity moves by a hundredth of its velocity, so the
+//   arrangement the last build left is nearly the one this build needs. The
+//   build starts from it, with the new centroids, and each node first checks
+//   whether its halves are still split on its axis: the largest coordinate on
+//   the left not above the smallest on the right. That takes the two halves'
+//   centroid boxes, one pass that also gives each child its box. Only where
+//   the check fails (records crossed the median, or the axis changed) is the
+//   range split anew, by the bucket selection, which keeps most records in
+//   order for the nodes below.
+// - Nodes are written at their final positions (a left child at + 1, a right
+//   child after the 2h - 1 nodes of the left subtree), and leaves take their
+//   primitive and their box on the way back up, so no pass over the nodes
+//   follows the recursion.
+//
+// Either way a node's halves hold the floor(n / 2) smallest records and the
+// rest, which is all the selection the tree is defined by promises; the tree
+// is the one a fresh build makes, the order among equal coordinates aside.
+void SceneBvh::build(EntityMap::const_iterator first, EntityMap::const_iterator last) {
+    inMapOrder_.clear();
+    anyNan_ = false;
+    forEachEntity(first, last, [this](Entity& entity) {
+        const EntityPrimitive primitive = makeEntityPrimitive(entity);
+        const Vec3& centroid = primitive.centroid;
+        anyNan_ |= std::isnan(centroid.x) | std::isnan(centroid.y) | std::isnan(centroid.z);
+        inMapOrder_.push_back(primitive);
+    });
+    const std::size_t count = inMapOrder_.size();
+
+    // A new count (a recreation) starts from map order; otherwise the records
+    // keep the last arrangement and take the new centroids. The primitives are
+    // gathered in that arrangement too, the one pass that reads them out of
+    // map order, so that the leaves, whose order differs from it only where
+    // splits moved records, find theirs nearly in sequence.
+    if (mapIndexOf_.size() != count) {
+        mapIndexOf_.resize(count);
+        for (std::size_t i = 0; i < count; ++i)
+            mapIndexOf_[i] = static_cast<std::uint32_t>(i);
+    }
+    records_.resize(count);
+    arranged_.resize(count);
+    constexpr std::size_t kGatherLookahead = 8;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i + kGatherLookahead < count)
+            __builtin_prefetch(&inMapOrder_[mapIndexOf_[i + kGatherLookahead]]);
+        const EntityPrimitive& primitive = inMapOrder_[mapIndexOf_[i]];
+        arranged_[i] = primitive;
+        records_[i] = SplitRecord{{primitive.centroid.x, primitive.centroid.y, primitive.centroid.z},
+                                  static_cast<std::uint32_t>(i)};
+    }
+    nextMapIndexOf_.resize(count);
+    // One spare slot each: a split's stray write may land just past its range.
+    splitOutput_.resize(count + 1);
+    straddling_.resize(count + 1);
+    histogram_.resize(kMaxBuckets);
+
+    // Sized, not emptied and refilled: every element is written below.
+    nodes.resize(count == 0 ? 1 : 2 * count - 1);
+    primitives.resize(count);
+    leafItems.resize(count);
+    if (count == 0) {
+        nodes[0] = BvhNode{BoundingBox{}.lower, BoundingBox{}.upper, 0, 0, 0};
         return;
     }
+    buildChild(0, 0, count, centroidBox(records_.data(), records_.data() + count));
+    mapIndexOf_.swap(nextMapIndexOf_);
+}
 
-    // The centroids' box, NaN coordinates left out as BoundingBox::extend does.
-    BoundingBox centroids;
-    for (std::size_t i = first; i < last; ++i) {
-        const float* c = records_[i].centroid;
-        centroids.extend(Vec3{c[0], c[1], c[2]});
-    }
+BoundingBox SceneBvh::buildChild(std::size_t node, std::size_t first, std::size_t last,
+                                 const BoundingBox& centroids) {
+    return last - first == 1 ? makeLeaf(node, first) : buildSubtree(node, first, last, centroids);
+}
+
+// The leaf of the record at `position`: its primitive, leaf item and box, and
+// where the next build finds the primitive in map order.
+BoundingBox SceneBvh::makeLeaf(std::size_t node, std::size_t position) {
+    const std::uint32_t slot = records_[position].primitive;
+    const EntityPrimitive& primitive = arranged_[slot];
+    primitives[position] = primitive;
+    leafItems[position] = primitive.entity;
+    nextMapIndexOf_[position] = mapIndexOf_[slot];
+    BoundingBox box;
+    box.extend(BoundingBox{primitive.lower, primitive.upper});
+    nodes[node] = BvhNode{box.lower, box.upper, static_cast<std::uint32_t>(position), 1, 0};
+    return box;
+}
+
+// The inner node at `node` over [first, last) (at least two records) whose
+// centroid box is given; returns its box.
+BoundingBox SceneBvh::buildSubtree(std::size_t node, std::size_t first, std::size_t last,
+                                   const BoundingBox& centroids) {
+    const std::size_t half = (last - first) / 2;
+    const std::size_t mid = first + half;
     const std::uint8_t axis = splitAxis(centroids);
-    nodes[self].axis = axis;
+    const SplitRecord* records = records_.data();
+    BoundingBox leftCentroids = centroidBox(records + first, records + mid);
+    BoundingBox rightCentroids = centroidBox(records + mid, records + last);
+    // Without NaN the boxes hold the halves' exact extremes.
+    if (anyNan_ || !(leftCentroids.upper[axis] <= rightCentroids.lower[axis])) {
+        splitAtMedian(first, last, axis, centroids);
+        leftCentroids = centroidBox(records + first, records + mid);
+        rightCentroids = centroidBox(records + mid, records + last);
+    }
+    const std::size_t right = node + 2 * half;
+    BoundingBox box = buildChild(node + 1, first, mid, leftCentroids);
+    box.extend(buildChild(right, mid, last, rightCentroids));
+    nodes[node] = BvhNode{box.lower, box.upper, static_cast<std::uint32_t>(right), 0, axis};
+    return box;
+}
 
-    const std::size_t mid = first + n / 2;
-    selectMedian(records_.data() + first, records_.data() + mid, records_.data() + last, axis);
-    buildNodes(first, mid);
-    nodes[self].index = static_cast<std::uint32_t>(nodes.size());
-    buildNodes(mid, last);
+// Puts the floor(n / 2) smallest records of [first, last) on the axis first.
+void SceneBvh::splitAtMedian(std::size_t first, std::size_t last, std::uint8_t axis,
+                             const BoundingBox& centroids) {
+    const std::size_t n = last - first;
+    SplitRecord* records = records_.data();
+    const float low = centroids.lower[axis];
+    const float high = centroids.upper[axis];
+    // NaN keys, or a range that the buckets' scale can't span (infinite, or
+    // all keys equal): the plain selection.
+    const float inf = std::numeric_limits<float>::infinity();
+    if (anyNan_ || !(high - low < inf) || !(static_cast<float>(kMaxBuckets) / (high - low) < inf)) {
+        selectMedian(records + first, records + first + n / 2, records + last, axis);
+        return;
+    }
+    if (n <= kSortedSplitMaximum) {
+        axis == 0   ? sortByKey<0>(records + first, records + last)
+        : axis == 1 ? sortByKey<1>(records + first, records + last)
+                    : sortByKey<2>(records + first, records + last);
+        return;
+    }
+    SplitRecord* out = splitOutput_.data();
+    SplitRecord* straddling = straddling_.data();
+    std::uint32_t* histogram = histogram_.data();
+    axis == 0   ? splitByBuckets<0>(records + first, out, straddling, histogram, n, low, high)
+    : axis == 1 ? splitByBuckets<1>(records + first, out, straddling, histogram, n, low, high)
+                : splitByBuckets<2>(records + first, out, straddling, histogram, n, low, high);
+    std::memcpy(static_cast<void*>(records + first), out, n * sizeof(SplitRecord));
 }
 
 } // namespace verdanium
