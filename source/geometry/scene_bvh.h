@@ -62,6 +62,12 @@ public:
     // the object-space ray runs from 0 to infinity.
     bool occluded(const Ray& ray) const;
 
+    // A record of a split's median bucket: its key and position.
+    struct Straddler {
+        float key;
+        std::uint32_t position;
+    };
+
 private:
     BoundingBox buildSubtree(std::size_t node, std::size_t first, std::size_t last,
                              const BoundingBox& centroids);
@@ -69,6 +75,8 @@ private:
                            const BoundingBox& centroids);
     BoundingBox makeLeaf(std::size_t node, std::size_t position);
     void splitAtMedian(std::size_t first, std::size_t last, std::uint8_t axis, const BoundingBox& centroids);
+    template <int kAxis>
+    void splitAtMedian(SplitRecord* records, std::size_t n, float low, float high);
 
     // Scratch of the build, kept with its capacity between builds. The build
     // starts from the arrangement the last one left: mapIndexOf_[i] is the map
@@ -81,6 +89,8 @@ private:
     std::vector<SplitRecord> splitOutput_;
     std::vector<SplitRecord> straddling_;
     std::vector<std::uint32_t> histogram_;
+    std::vector<std::uint32_t> positions_;
+    std::vector<Straddler> straddlers_;
     std::vector<EntityPrimitive> inMapOrder_;
     // Some centroid coordinate is NaN: then every node takes the plain
     // selection, which orders NaN last.

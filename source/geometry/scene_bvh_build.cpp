@@ -8,22 +8,17 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 
-#include <cstdio>
-#include <ctime>
 namespace verdanium {
-double cpuMsNow() {
-    timespec t;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-    return t.tv_sec * 1e3 + t.tv_nsec * 1e-6;
-}
 namespace {
 
 using SplitRecord = SceneBvh::SplitRecord;
+using Straddler = SceneBvh::Straddler;
 
 // Moves the records of [first, last) that come before the pivot (or, with
 // orEqual, do not come after it) to the front, and returns the end of that
@@ -119,64 +114,128 @@ BoundingBox centroidBox(const SplitRecord* first, const SplitRecord* last) {
 #endif
 }
 
-// Up to this many records a split sorts the range outright.
-constexpr std::size_t kSortedSplitMaximum = 16;
 constexpr std::size_t kMaxBuckets = 1024;
 
-// Insertion sort by the coordinate: stable, and on a few records cheaper than
-// any selection. No key may be NaN.
-template <int kAxis>
-void sortByKey(SplitRecord* first, SplitRecord* last) {
-    for (SplitRecord* it = first + 1; it < last; ++it) {
-        const SplitRecord record = *it;
-        SplitRecord* hole = it;
-        for (; hole != first && record.centroid[kAxis] < hole[-1].centroid[kAxis]; --hole)
-            *hole = hole[-1];
-        *hole = record;
+// A linear map of the keys in [low, high] onto up to 1024 buckets, about two
+// records per bucket on small ranges. It rounds but never reverses an order,
+// so every record of a lower bucket comes before every one of a higher bucket:
+// counting the buckets finds the one that holds the median, the records below
+// and above it need no ordering at all, and only the bucket's few records go
+// through a selection. A radix-style selection, in two passes where a
+// quickselect makes several. The range must be finite and its scale too.
+struct Buckets {
+    float low;
+    float scale;
+    int last;
+
+    Buckets(std::size_t n, float low_, float high)
+        : low(low_), scale(0.0f),
+          last(static_cast<int>(std::min(kMaxBuckets, std::max<std::size_t>(std::bit_floor(n) / 2, 1))) - 1) {
+        scale = static_cast<float>(last + 1) / (high - low);
     }
-}
+    int of(float key) const { return std::min(static_cast<int>((key - low) * scale), last); }
+};
 
-// Splits the n records of `in` into `out` around their median on the axis, the
-// floor(n / 2) smallest first, keeping the order of all but a few: a radix
-// style selection in two passes instead of a quickselect's several. The keys
-// are spread over up to 1024 buckets by a linear map of [low, high], the range
-// of the keys, which must be finite and not empty. The map rounds but never
-// reverses an order, so every record of a lower bucket comes before every one
-// of a higher bucket: counting the buckets finds the one that holds the
-// median, the records below and above it need no ordering at all, and only
-// the bucket's few records go through a selection. That some records keep
-// their order matters: the build starts from the last build's arrangement,
-// and what the splits above a node leave in order, the node finds still split.
+// The bucket that holds the record of rank floor(n / 2), and how many records
+// lie in lower buckets.
 template <int kAxis>
-void splitByBuckets(const SplitRecord* in, SplitRecord* out, SplitRecord* straddling,
-                    std::uint32_t* histogram, std::size_t n, float low, float high) {
-    const std::size_t half = n / 2;
-    const std::size_t buckets = std::min(kMaxBuckets, std::bit_floor(n) / 2);
-    const float scale = static_cast<float>(buckets) / (high - low);
-    const int lastBucket = static_cast<int>(buckets) - 1;
-    const auto bucketOf = [&](float key) {
-        return std::min(static_cast<int>((key - low) * scale), lastBucket);
-    };
-
-    std::memset(histogram, 0, buckets * sizeof(std::uint32_t));
+std::pair<int, std::size_t> findMedianBucket(const SplitRecord* records, std::size_t n,
+                                             const Buckets& buckets, std::uint32_t* histogram) {
+    std::memset(histogram, 0, static_cast<std::size_t>(buckets.last + 1) * sizeof(std::uint32_t));
     for (std::size_t i = 0; i < n; ++i)
-        ++histogram[bucketOf(in[i].centroid[kAxis])];
+        ++histogram[buckets.of(records[i].centroid[kAxis])];
     std::size_t below = 0;
     int median = 0;
-    while (below + histogram[median] <= half)
+    while (below + histogram[median] <= n / 2)
         below += histogram[median++];
+    return {median, below};
+}
 
+// Repairs the split of n records in place by swapping only the records that
+// are on the wrong side: left ones above the median bucket, right ones below
+// it, and of the median bucket's records those that its selection puts on
+// the other side. Every other record keeps its position, which is what keeps
+// the nodes below split from one build to the next: a split that shifted
+// records along would move every boundary beneath it. Returns false, having
+// changed nothing, when more than `limit` records would have to be looked at.
+template <int kAxis>
+bool exchangeAcrossMedian(SplitRecord* records, std::size_t n, const Buckets& buckets, int median,
+                          std::size_t below, std::uint32_t* positions, Straddler* straddlers,
+                          std::size_t limit) {
+    const std::size_t half = n / 2;
+    // Positions, written without branches: in [0, half) the left records
+    // leaving from the front and the left ones in the median bucket from the
+    // back; in [half, n) the same for the right. A stray write lands on a
+    // free slot between the two groups.
+    std::size_t leavingLeft = 0;
+    std::size_t straddlingLeft = 0;
+    for (std::size_t i = 0; i < half; ++i) {
+        const int bucket = buckets.of(records[i].centroid[kAxis]);
+        positions[leavingLeft] = static_cast<std::uint32_t>(i);
+        positions[half - 1 - straddlingLeft] = static_cast<std::uint32_t>(i);
+        leavingLeft += bucket > median;
+        straddlingLeft += bucket == median;
+    }
+    std::size_t leavingRight = 0;
+    std::size_t straddlingRight = 0;
+    for (std::size_t i = half; i < n; ++i) {
+        const int bucket = buckets.of(records[i].centroid[kAxis]);
+        positions[half + leavingRight] = static_cast<std::uint32_t>(i);
+        positions[n - 1 - straddlingRight] = static_cast<std::uint32_t>(i);
+        leavingRight += bucket < median;
+        straddlingRight += bucket == median;
+    }
+    if (leavingLeft + leavingRight + straddlingLeft + straddlingRight > limit)
+        return false;
+
+    // The median bucket's records: the (half - below) smallest belong left.
+    std::size_t straddling = 0;
+    for (std::size_t j = 0; j < straddlingLeft; ++j) {
+        const std::uint32_t position = positions[half - 1 - j];
+        straddlers[straddling++] = Straddler{records[position].centroid[kAxis], position};
+    }
+    for (std::size_t j = 0; j < straddlingRight; ++j) {
+        const std::uint32_t position = positions[n - 1 - j];
+        straddlers[straddling++] = Straddler{records[position].centroid[kAxis], position};
+    }
+    const std::size_t stayLeft = half - below;
+    std::nth_element(straddlers, straddlers + stayLeft, straddlers + straddling,
+                     [](const Straddler& a, const Straddler& b) { return a.key < b.key; });
+    // The leaving lists grow by the straddlers on the wrong side; the slots
+    // after each list's own entries are free, since the median bucket's
+    // positions were copied out above.
+    for (std::size_t j = 0; j < straddling; ++j) {
+        const std::uint32_t position = straddlers[j].position;
+        if (j < stayLeft && position >= half)
+            positions[half + leavingRight++] = position;
+        else if (j >= stayLeft && position < half)
+            positions[leavingLeft++] = position;
+    }
+    // As many leave each side as enter it.
+    for (std::size_t j = 0; j < leavingLeft; ++j)
+        std::swap(records[positions[j]], records[positions[half + j]]);
+    return true;
+}
+
+// Splits the n records of `in` into `out` around their median, the floor(n / 2)
+// smallest first, keeping the order within each side for all but the median
+// bucket's records: for a node whose axis changed, where nearly half the
+// records change sides, and whose halves still hold the runs that the old
+// splits below left in order.
+template <int kAxis>
+void splitByBuckets(const SplitRecord* in, SplitRecord* out, SplitRecord* straddling, std::size_t n,
+                    const Buckets& buckets, int median, std::size_t below, std::size_t inMedian) {
     // Each record is written to all three places and only the matching cursor
     // advances: a branch per record would be mispredicted a good part of the
     // time. A stray write lands on a slot that a later record of that kind,
     // or the bucket's records copied in last, overwrites, or on the one slot
     // past the end that each array has to spare.
     SplitRecord* lower = out;
-    SplitRecord* upper = out + below + histogram[median];
+    SplitRecord* upper = out + below + inMedian;
     SplitRecord* middle = straddling;
     for (std::size_t i = 0; i < n; ++i) {
         const SplitRecord record = in[i];
-        const int bucket = bucketOf(record.centroid[kAxis]);
+        const int bucket = buckets.of(record.centroid[kAxis]);
         *lower = record;
         *upper = record;
         *middle = record;
@@ -185,7 +244,7 @@ void splitByBuckets(const SplitRecord* in, SplitRecord* out, SplitRecord* stradd
         middle += bucket == median;
     }
     std::nth_element(
-        straddling, straddling + (half - below), middle,
+        straddling, straddling + (n / 2 - below), middle,
         [](const SplitRecord& a, const SplitRecord& b) { return a.centroid[kAxis] < b.centroid[kAxis]; });
     std::memcpy(static_cast<void*>(out + below), straddling,
                 static_cast<std::size_t>(middle - straddling) * sizeof(SplitRecord));
@@ -203,9 +262,10 @@ void splitByBuckets(const SplitRecord* in, SplitRecord* out, SplitRecord* stradd
 //   whether its halves are still split on its axis: the largest coordinate on
 //   the left not above the smallest on the right. That takes the two halves'
 //   centroid boxes, one pass that also gives each child its box. Only where
-//   the check fails (records crossed the median, or the axis changed) is the
-//   range split anew, by the bucket selection, which keeps most records in
-//   order for the nodes below.
+//   the check fails is the range split anew, by the bucket selection: where a
+//   few records crossed the median they are swapped back in place, so that
+//   the nodes below find everything else where it was; where the axis changed
+//   the range is split keeping each side's order.
 // - Nodes are written at their final positions (a left child at + 1, a right
 //   child after the 2h - 1 nodes of the left subtree), and leaves take their
 //   primitive and their box on the way back up, so no pass over the nodes
@@ -251,6 +311,8 @@ void SceneBvh::build(EntityMap::const_iterator first, EntityMap::const_iterator 
     splitOutput_.resize(count + 1);
     straddling_.resize(count + 1);
     histogram_.resize(kMaxBuckets);
+    positions_.resize(count);
+    straddlers_.resize(count);
 
     // Sized, not emptied and refilled: every element is written below.
     nodes.resize(count == 0 ? 1 : 2 * count - 1);
@@ -320,19 +382,25 @@ void SceneBvh::splitAtMedian(std::size_t first, std::size_t last, std::uint8_t a
         selectMedian(records + first, records + first + n / 2, records + last, axis);
         return;
     }
-    if (n <= kSortedSplitMaximum) {
-        axis == 0   ? sortByKey<0>(records + first, records + last)
-        : axis == 1 ? sortByKey<1>(records + first, records + last)
-                    : sortByKey<2>(records + first, records + last);
-        return;
-    }
-    SplitRecord* out = splitOutput_.data();
-    SplitRecord* straddling = straddling_.data();
+    axis == 0   ? splitAtMedian<0>(records + first, n, low, high)
+    : axis == 1 ? splitAtMedian<1>(records + first, n, low, high)
+                : splitAtMedian<2>(records + first, n, low, high);
+}
+
+template <int kAxis>
+void SceneBvh::splitAtMedian(SplitRecord* records, std::size_t n, float low, float high) {
+    const Buckets buckets(n, low, high);
     std::uint32_t* histogram = histogram_.data();
-    axis == 0   ? splitByBuckets<0>(records + first, out, straddling, histogram, n, low, high)
-    : axis == 1 ? splitByBuckets<1>(records + first, out, straddling, histogram, n, low, high)
-                : splitByBuckets<2>(records + first, out, straddling, histogram, n, low, high);
-    std::memcpy(static_cast<void*>(records + first), out, n * sizeof(SplitRecord));
+    const auto [median, below] = findMedianBucket<kAxis>(records, n, buckets, histogram);
+    // A few crossings are repaired in place; a changed axis moves about half
+    // the records, and those are better split in order.
+    const std::size_t limit = std::max<std::size_t>(n / 8, 16);
+    if (exchangeAcrossMedian<kAxis>(records, n, buckets, median, below, positions_.data(), straddlers_.data(),
+                                    limit))
+        return;
+    SplitRecord* out = splitOutput_.data();
+    splitByBuckets<kAxis>(records, out, straddling_.data(), n, buckets, median, below, histogram[median]);
+    std::memcpy(static_cast<void*>(records), out, n * sizeof(SplitRecord));
 }
 
 } // namespace verdanium

@@ -3,6 +3,8 @@
 #include "foundation/math/vec3.h"
 #include "world/entity.h"
 
+#include <cstddef>
+
 namespace verdanium {
 
 // A rock that drifts in a straight line at constant velocity while tumbling about
@@ -19,6 +21,13 @@ public:
     // raises std::domain_error ("element not invertible").
     void update(double step) override;
 
+    // Asteroids come from a pool of their own, so that those made one after the
+    // other lie side by side and the per-step walk over them streams through
+    // memory (see SlotPool). The new-expression still allocates before it
+    // evaluates its arguments.
+    static void* operator new(std::size_t bytes);
+    static void operator delete(void* object, std::size_t bytes);
+
     // World units per second.
     Vec3 velocity;
     // Axis of rotation, with the angular speed in radians per second as its length.
@@ -29,10 +38,13 @@ private:
     // the step and spin it was made for. The frame loop always steps by the same
     // 0.01 s, so the rotation (the costliest part of an update, with its sine,
     // cosine and square root) is made once per asteroid instead of once per
-    // step; the composed transform is bit for bit the same.
+    // step; the composed transform is bit for bit the same. Only its upper 3 x 3
+    // block is kept (by columns): the rest of the forward matrix is the
+    // identity's and the inverse is the exact transpose, so both are rebuilt
+    // exactly from it, in a quarter of the memory that each update reads.
+    float stepRotation_[9] = {};
     float rotationStep_ = 0.0f;
     Vec3 rotationSpin_;
-    Transform stepRotation_;
     bool rotationValid_ = false;
 };
 

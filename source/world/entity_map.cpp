@@ -1,51 +1,53 @@
 #include "world/entity_map.h"
 
-#include <cstdlib>
-
 namespace verdanium {
 
-EntityNodePool& EntityNodePool::instance() {
-    static EntityNodePool pool;
+SlotPool::SlotPool(std::size_t slotsPerBlock, std::size_t alignment)
+    : slotsPerBlock_(slotsPerBlock), alignment_(alignment) {}
+
+SlotPool& entityNodePool() {
+    static SlotPool pool(4096, alignof(std::max_align_t));
     return pool;
 }
 
-void* EntityNodePool::allocate(std::size_t bytes) {
-    // All maps of one type share the pool, so every request has the same size;
-    // anything else bypasses it.
-    if (nodeSize_ == 0)
-        nodeSize_ =
-            (bytes + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) * alignof(std::max_align_t);
-    if (bytes > nodeSize_)
+void* SlotPool::allocate(std::size_t bytes) {
+    if (slotSize_ == 0)
+        slotSize_ = (bytes + alignment_ - 1) / alignment_ * alignment_;
+    if (bytes > slotSize_)
         return ::operator new(bytes);
-    ++liveNodes_;
-    if (!freeNodes_.empty()) {
-        void* node = freeNodes_.back();
-        freeNodes_.pop_back();
-        return node;
+    ++liveSlots_;
+    if (!freeSlots_.empty()) {
+        void* slot = freeSlots_.back();
+        freeSlots_.pop_back();
+        return slot;
     }
-    if (nextNode_ == kNodesPerBlock) {
+    if (nextSlot_ == slotsPerBlock_) {
         ++nextBlock_;
-        nextNode_ = 0;
+        nextSlot_ = 0;
     }
-    if (nextBlock_ == blocks_.size())
-        blocks_.push_back(std::make_unique<std::byte[]>(nodeSize_ * kNodesPerBlock));
-    return blocks_[nextBlock_].get() + nodeSize_ * nextNode_++;
+    if (nextBlock_ == blocks_.size()) {
+        blocks_.push_back(std::make_unique<std::byte[]>(slotSize_ * slotsPerBlock_ + alignment_));
+        const auto address = reinterpret_cast<std::uintptr_t>(blocks_.back().get());
+        const std::size_t skip = (alignment_ - address % alignment_) % alignment_;
+        alignedBlocks_.push_back(blocks_.back().get() + skip);
+    }
+    return alignedBlocks_[nextBlock_] + slotSize_ * nextSlot_++;
 }
 
-void EntityNodePool::deallocate(void* node, std::size_t bytes) {
-    if (bytes > nodeSize_) {
-        ::operator delete(node);
+void SlotPool::deallocate(void* slot, std::size_t bytes) {
+    if (bytes > slotSize_) {
+        ::operator delete(slot);
         return;
     }
-    --liveNodes_;
-    if (liveNodes_ != 0) {
-        freeNodes_.push_back(node);
+    --liveSlots_;
+    if (liveSlots_ != 0) {
+        freeSlots_.push_back(slot);
         return;
     }
     // Nothing is in use any more: start again from the first block, in order.
-    freeNodes_.clear();
+    freeSlots_.clear();
     nextBlock_ = 0;
-    nextNode_ = 0;
+    nextSlot_ = 0;
 }
 
 } // namespace verdanium

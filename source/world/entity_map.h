@@ -12,34 +12,42 @@ namespace verdanium {
 
 class Entity;
 
-// Storage for the nodes of the scene's entity maps. A flying step walks the map
-// twice (updates, then the tree build); with nodes scattered between the much
-// larger entities every step of such a walk was a cache miss. Here nodes come
-// from large contiguous blocks, and once every node has been given back (a
-// recreation empties the map) the blocks are handed out again from the start,
-// so a map filled in key order lies in memory in key order.
+// Equal-sized slots carved in order from large contiguous blocks. The scene's
+// per-step walks visit thousands of small objects; allocated one by one, each
+// lies pages away from the next, between whatever else was allocated with it,
+// and every visit is a cache and TLB miss. From a pool, objects made one after
+// the other lie side by side, so that a walk in creation order streams through
+// memory. Once every slot has been given back (a recreation empties the map),
+// the blocks are handed out again from the start.
 //
-// Main thread only, like the maps it serves. Blocks are kept for reuse until the
-// program ends.
-class EntityNodePool {
+// The first request fixes the slot size (rounded up to the alignment); larger
+// requests bypass the pool. Main thread only, like the scene it serves. Blocks
+// are kept for reuse until the program ends.
+class SlotPool {
 public:
-    static EntityNodePool& instance();
+    SlotPool(std::size_t slotsPerBlock, std::size_t alignment);
 
     void* allocate(std::size_t bytes);
-    void deallocate(void* node, std::size_t bytes);
+    void deallocate(void* slot, std::size_t bytes);
 
 private:
-    static constexpr std::size_t kNodesPerBlock = 4096;
-
-    std::size_t nodeSize_ = 0;
+    std::size_t slotsPerBlock_;
+    std::size_t alignment_;
+    std::size_t slotSize_ = 0;
+    // Each block is over-allocated by one alignment so that its first slot can be aligned.
     std::vector<std::unique_ptr<std::byte[]>> blocks_;
-    // The next block and node that have never been handed out since the last reset.
+    std::vector<std::byte*> alignedBlocks_;
+    // The next block and slot that have never been handed out since the last reset.
     std::size_t nextBlock_ = 0;
-    std::size_t nextNode_ = 0;
-    // Nodes given back while others are still in use, reused first.
-    std::vector<void*> freeNodes_;
-    std::size_t liveNodes_ = 0;
+    std::size_t nextSlot_ = 0;
+    // Slots given back while others are still in use, reused first.
+    std::vector<void*> freeSlots_;
+    std::size_t liveSlots_ = 0;
 };
+
+// The pool of the entity maps' nodes: a map filled in key order lies in memory
+// in key order.
+SlotPool& entityNodePool();
 
 // Allocator of the entity maps: single nodes from the pool, anything else from
 // the heap.
@@ -53,12 +61,12 @@ struct EntityNodeAllocator {
 
     T* allocate(std::size_t count) {
         if (count == 1)
-            return static_cast<T*>(EntityNodePool::instance().allocate(sizeof(T)));
+            return static_cast<T*>(entityNodePool().allocate(sizeof(T)));
         return std::allocator<T>().allocate(count);
     }
     void deallocate(T* pointer, std::size_t count) {
         if (count == 1)
-            EntityNodePool::instance().deallocate(pointer, sizeof(T));
+            entityNodePool().deallocate(pointer, sizeof(T));
         else
             std::allocator<T>().deallocate(pointer, count);
     }
