@@ -1,62 +1,66 @@
 #pragma once
 
-// Strict readers for the generated data tree, used by the data tests. They check
-// the forms that the program's own readers rely on and report every departure as
-// a problem text, so a test failure names the file, the line and the rule.
+// The generated data tree as the data tests see it: the models read through the program's own OBJ reader
+// (what the program will actually get), and a strict reader of the float image format that names the first
+// departure from it.
 
-#include <array>
+#include "foundation/math/vec3.h"
+#include "geometry/obj_reader.h"
+
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace verdanium::datagen_test {
 
-using Point = std::array<double, 3>;
+inline std::filesystem::path dataRoot() {
+#ifdef VERDANIUM_DATA_DIR
+    return VERDANIUM_DATA_DIR;
+#else
+    return std::filesystem::path(VERDANIUM_SOURCE_DIR) / "data";
+#endif
+}
 
-// The repository's data tree, as the build generated it.
-std::filesystem::path dataRoot();
+// The models the program loads, relative to the data tree: the five rocks first, then the ship's parts.
+inline const std::vector<std::string>& modelFiles() {
+    static const std::vector<std::string> files = {
+        "models/asteroid/random/asteroid1.obj", "models/asteroid/random/asteroid2.obj",
+        "models/asteroid/random/asteroid3.obj", "models/asteroid/random/asteroid4.obj",
+        "models/asteroid/random/asteroid5.obj", "models/ship/serenity/Hull.obj",
+        "models/ship/serenity/EngineL.obj",     "models/ship/serenity/EngineR.obj",
+        "models/ship/serenity/EngineRotor.obj"};
+    return files;
+}
+constexpr std::size_t kAsteroidCount = 5;
 
-// The models the program loads, relative to the data tree.
-const std::vector<std::string>& modelFiles();
-const std::vector<std::string>& asteroidFiles();
+inline std::string readFile(const std::filesystem::path& path) {
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
+}
 
-std::string readFile(const std::filesystem::path& path);
+using Model = std::unique_ptr<ObjModel, void (*)(ObjModel*)>;
 
-struct ObjCorner {
-    int position, texCoord, normal; // 1-based, as in the file
-};
+inline Model readModel(const std::string& file) {
+    return Model(glmReadOBJ((dataRoot() / file).string().c_str()), glmFreeModel);
+}
 
-struct ObjFace {
-    std::array<ObjCorner, 3> corners;
-    std::size_t group;
-};
+// Element i of the reader's 1-based arrays of three.
+inline Vec3 element(const float* array, uint32_t i) {
+    return {array[3 * i], array[3 * i + 1], array[3 * i + 2]};
+}
 
-struct ObjGroup {
-    std::string name;
-    std::string material;
-};
-
-struct ObjFile {
-    std::string materialLibrary;
-    std::vector<Point> positions;
-    std::vector<Point> normals;
-    std::vector<std::array<double, 2>> texCoords;
-    std::vector<ObjGroup> groups;
-    std::vector<ObjFace> faces;
-    std::vector<std::string> problems;
-
-    const Point& position(const ObjCorner& c) const { return positions[c.position - 1]; }
-};
-
-ObjFile parseObj(const std::filesystem::path& path);
-
-struct MtlMaterial {
-    std::string name;
-    std::string diffuseMap;
-};
-
-// Materials in file order; `problems` collects lines the program would not take.
-std::vector<MtlMaterial> parseMtl(const std::filesystem::path& path, std::vector<std::string>& problems);
+// The file that a map_Kd path names, seen from the program's working folder three levels below the
+// repository; empty where the path does not start there.
+inline std::filesystem::path resolveTexture(const std::string& mapPath) {
+    const std::string prefix = "../../../data/";
+    return mapPath.rfind(prefix, 0) == 0 ? dataRoot() / mapPath.substr(prefix.size())
+                                         : std::filesystem::path();
+}
 
 struct PfImage {
     int width = 0;
@@ -65,20 +69,34 @@ struct PfImage {
     std::string problem; // empty when the file is well formed
 };
 
-PfImage readPf(const std::filesystem::path& path);
-
-// The file that a map_Kd path names, seen from the program's working folder
-// (three levels below the repository), found instead under `root`.
-std::filesystem::path resolveTexture(const std::filesystem::path& root, const std::string& mapPath);
-
-inline Point sub(const Point& a, const Point& b) {
-    return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
-}
-inline Point crossProduct(const Point& a, const Point& b) {
-    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
-inline double dotProduct(const Point& a, const Point& b) {
-    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+// "PF", the width, the height and a dummy line, each ended by a line feed, then exactly width x height x 3
+// little-endian floats (this machine's order).
+inline PfImage readPf(const std::filesystem::path& path) {
+    PfImage image;
+    const std::string bytes = readFile(path);
+    std::istringstream in(bytes);
+    std::string format, width, height, dummy;
+    if (!std::getline(in, format) || format != "PF")
+        image.problem = "line 1 is not exactly PF";
+    else if (!std::getline(in, width) || !std::getline(in, height) || !std::getline(in, dummy) || in.eof())
+        image.problem = "header lines missing";
+    if (!image.problem.empty())
+        return image;
+    image.width = std::atoi(width.c_str());
+    image.height = std::atoi(height.c_str());
+    const std::size_t start = static_cast<std::size_t>(in.tellg());
+    const std::size_t expected = std::size_t(image.width) * image.height * 12;
+    if (width != std::to_string(image.width) || height != std::to_string(image.height) || image.width < 1 ||
+        image.height < 1)
+        image.problem = "width or height is not a plain positive number";
+    else if (bytes.size() - start != expected)
+        image.problem = "payload of " + std::to_string(bytes.size() - start) + " bytes, expected " +
+                        std::to_string(expected);
+    else {
+        image.rgb.resize(expected / 4);
+        std::memcpy(image.rgb.data(), bytes.data() + start, expected);
+    }
+    return image;
 }
 
 } // namespace verdanium::datagen_test
