@@ -222,39 +222,37 @@ bool Window::handleRawInput(XEvent& event) {
     case XI_RawMotion: {
         // raw_values holds one value per set bit of the mask, in bit order.
         double values[2] = {};
-        bool present[2] = {};
         const double* next = raw->raw_values;
         for (int bit = 0; bit < raw->valuators.mask_len * 8; ++bit) {
             if (!XIMaskIsSet(raw->valuators.mask, bit))
                 continue;
-            if (bit < 2) {
+            if (bit < 2)
                 values[bit] = *next;
-                present[bit] = true;
-            }
             ++next;
         }
-        Event queued{};
-        if (reportsPositions(event.xcookie.display, raw->sourceid)) {
-            queued.kind = EventKindMousePosition;
-            queued.mousePosition = {std::int32_t(std::lround(values[0])),
-                                    std::int32_t(std::lround(values[1]))};
-            if (!present[0] && !present[1])
-                return true;
-        } else {
+        const bool absolute = reportsPositions(event.xcookie.display, raw->sourceid);
+        std::int32_t counts[2] = {};
+        for (int axis = 0; axis < 2; ++axis) {
+            if (absolute) {
+                counts[axis] = std::int32_t(std::lround(values[axis]));
+                continue;
+            }
             // Devices with sub-count resolution send fractions: keep what does not
             // make a whole count for the next packet, so slow motion is not lost.
-            std::int32_t counts[2] = {};
-            for (int axis = 0; axis < 2; ++axis) {
-                motionRemainder[axis] += values[axis];
-                counts[axis] = std::int32_t(std::trunc(motionRemainder[axis]));
-                motionRemainder[axis] -= counts[axis];
-            }
-            // No motion, no event: the camera's turn needs a non-zero axis.
-            if (counts[0] == 0 && counts[1] == 0)
-                return true;
-            queued.kind = EventKindMouseMotion;
-            queued.mouseMotion = {counts[0], counts[1]};
+            motionRemainder[axis] += values[axis];
+            counts[axis] = std::int32_t(std::trunc(motionRemainder[axis]));
+            motionRemainder[axis] -= counts[axis];
         }
+        // Two zeros make no event, as a packet without movement makes none: the
+        // camera's turn needs a non-zero axis.
+        if (counts[0] == 0 && counts[1] == 0)
+            return true;
+        Event queued{};
+        queued.kind = absolute ? EventKindMousePosition : EventKindMouseMotion;
+        if (absolute)
+            queued.mousePosition = {counts[0], counts[1]};
+        else
+            queued.mouseMotion = {counts[0], counts[1]};
         queueEvent(queued);
         return true;
     }
