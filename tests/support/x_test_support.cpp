@@ -1,13 +1,11 @@
-#include "x_test_support.h"
+#include "support/x_test_support.h"
 
 #include <X11/Xlib.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <thread>
 
 namespace verdanium::testing {
 
@@ -16,19 +14,6 @@ bool haveXDisplay() {
     // and refuses connections while it does.
     static Display* const display = std::getenv("DISPLAY") ? XOpenDisplay(nullptr) : nullptr;
     return display != nullptr;
-}
-
-WindowSettings programWindowSettings() {
-    WindowSettings settings;
-    settings.width = 640;
-    settings.height = 480;
-    settings.redBits = 8;
-    settings.greenBits = 8;
-    settings.blueBits = 8;
-    settings.alphaBits = 8;
-    settings.depthBits = 24;
-    settings.stencilBits = 8;
-    return settings;
 }
 
 XInputLock::XInputLock() {
@@ -47,33 +32,12 @@ XInputLock::~XInputLock() {
         close(file); // drops the lock
 }
 
-bool xdotool(const std::string& arguments) {
-    const std::string command = "xdotool " + arguments + " >/dev/null 2>&1";
-    return std::system(command.c_str()) == 0;
+bool xdotool(const std::string& arguments, const std::string& display) {
+    const std::string environment = display.empty() ? "" : "DISPLAY=" + display + " ";
+    return std::system((environment + "xdotool " + arguments + " >/dev/null 2>&1").c_str()) == 0;
 }
 
-bool pumpUntil(Window& window, const std::function<bool()>& done) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        XSync(window.display, False);
-        window.dispatchMessages();
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
-
-void pumpBriefly(Window& window) {
-    for (int i = 0; i < 50; ++i) {
-        XSync(window.display, False);
-        window.dispatchMessages();
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-}
-
-void sendCloseRequest(unsigned long window) {
-    Display* display = XOpenDisplay(nullptr);
+void sendCloseRequest(Display* display, unsigned long window) {
     XEvent event{};
     event.xclient.type = ClientMessage;
     event.xclient.window = window;
@@ -83,26 +47,31 @@ void sendCloseRequest(unsigned long window) {
     event.xclient.data.l[1] = CurrentTime;
     XSendEvent(display, window, False, NoEventMask, &event);
     XSync(display, False);
-    XCloseDisplay(display);
 }
 
-std::vector<Event> queuedEvents(EventKind kind) {
-    std::vector<Event> events;
-    for (const Event& event : gEventQueue)
-        if (event.kind == kind)
-            events.push_back(event);
-    return events;
+std::string windowTitle(Display* display, unsigned long window) {
+    Atom type = 0;
+    int format = 0;
+    unsigned long count = 0, remaining = 0;
+    unsigned char* value = nullptr;
+    std::string title;
+    if (XGetWindowProperty(display, window, XInternAtom(display, "_NET_WM_NAME", False), 0, 1024, False,
+                           XInternAtom(display, "UTF8_STRING", False), &type, &format, &count, &remaining,
+                           &value) == Success &&
+        value) {
+        title.assign(reinterpret_cast<char*>(value), count);
+        XFree(value);
+    }
+    return title;
 }
 
-int topLevelWindowCount() {
-    Display* display = XOpenDisplay(nullptr);
+int topLevelWindowCount(Display* display) {
     ::Window root = 0, parent = 0;
     ::Window* children = nullptr;
     unsigned count = 0;
     XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count);
     if (children)
         XFree(children);
-    XCloseDisplay(display);
     return int(count);
 }
 

@@ -1,19 +1,13 @@
 #pragma once
 
-#include "platform/event.h"
-#include "platform/window.h"
-
-#include <functional>
 #include <string>
-#include <vector>
+
+struct _XDisplay;
 
 namespace verdanium::testing {
 
-// Whether an X display can be opened; window tests skip without one.
+// Whether the display of DISPLAY can be opened; window tests skip without one.
 bool haveXDisplay();
-
-// The settings main gives the window: 640 x 480, RGBA 8888, depth 24, stencil 8.
-WindowSettings programWindowSettings();
 
 // Held by a test that moves the focus or sends input through the X server, so
 // that tests sharing one display (ctest -j) do not steal input from each other.
@@ -28,24 +22,18 @@ private:
     int file = -1;
 };
 
-// Runs xdotool with the given arguments; true when it succeeded.
-bool xdotool(const std::string& arguments);
+// Runs xdotool with the arguments on the named display (DISPLAY when empty);
+// true when it succeeded.
+bool xdotool(const std::string& arguments, const std::string& display = "");
 
-// Pumps the window's messages until `done` holds or two seconds have passed.
-bool pumpUntil(Window& window, const std::function<bool()>& done);
+// Asks the window to close the way a window manager does: a WM_PROTOCOLS client
+// message carrying WM_DELETE_WINDOW.
+void sendCloseRequest(_XDisplay* display, unsigned long window);
 
-// Pumps the window's messages for a short while, for checks that nothing comes.
-void pumpBriefly(Window& window);
+// The window's UTF-8 title (_NET_WM_NAME); "" when it has none.
+std::string windowTitle(_XDisplay* display, unsigned long window);
 
-// Asks the window to close the way a window manager does, from a connection of
-// its own.
-void sendCloseRequest(unsigned long window);
-
-// The events of one kind now in gEventQueue, oldest first.
-std::vector<Event> queuedEvents(EventKind kind);
-
-// The number of top-level windows on the display, seen from a connection of
-// its own.
-int topLevelWindowCount();
+// The number of top-level windows on the display.
+int topLevelWindowCount(_XDisplay* display);
 
 } // namespace verdanium::testing
