@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
-#include <memory>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -54,33 +50,6 @@ TEST(ThreadRegistry, WalkSkipsTheCallerAndDropsReleasedRecords) {
     EXPECT_EQ(gThreadRegistry.find(4242), &idle);
     EXPECT_EQ(idle.useCount, 0u);
     gThreadRegistry.erase(4242);
-}
-
-TEST(ThreadRegistry, SuspendsOtherRegisteredThreads) {
-    std::atomic<std::uint64_t> progress{0};
-    std::atomic<std::uint32_t> workerId{0};
-    std::thread worker([&] {
-        workerId = static_cast<std::uint32_t>(gettid());
-        for (;;)
-            progress.fetch_add(1);
-    });
-    while (workerId.load() == 0)
-        std::this_thread::yield();
-
-    ThreadRecord record;
-    record.threadId = workerId.load();
-    record.handle = worker.native_handle();
-    gThreadRegistry.insert(record.threadId, &record);
-    const std::uint32_t parkedBefore = suspendedThreadCount();
-    suspendOtherThreads();
-    gThreadRegistry.erase(record.threadId);
-    worker.detach(); // parked for good; the process ends around it
-
-    while (suspendedThreadCount() == parkedBefore)
-        std::this_thread::yield();
-    const std::uint64_t stopped = progress.load();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_EQ(progress.load(), stopped);
 }
 
 } // namespace
