@@ -135,11 +135,7 @@ void SceneBvh::buildNodes(std::size_t first, std::size_t last) {
         const float* c = records_[i].centroid;
         centroids.extend(Vec3{c[0], c[1], c[2]});
     }
-    const float ex = std::fabs(centroids.upper.x - centroids.lower.x);
-    const float ey = std::fabs(centroids.upper.y - centroids.lower.y);
-    const float ez = std::fabs(centroids.upper.z - centroids.lower.z);
-    // Ties leave x, and a tie of y and z goes to z, as at the mesh level.
-    const std::uint8_t axis = (ex > ey && ex > ez) ? 0 : (ey <= ez ? 2 : 1);
+    const std::uint8_t axis = splitAxis(centroids);
     nodes[self].axis = axis;
 
     const std::size_t mid = first + n / 2;
