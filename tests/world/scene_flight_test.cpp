@@ -1,6 +1,5 @@
+#include "app/app_test.h"
 #include "app/key_commands.h"
-#include "app/program_state.h"
-#include "app/recording_renderer.h"
 #include "foundation/math/transform.h"
 #include "platform/event.h"
 #include "world/scene.h"
@@ -13,8 +12,6 @@
 namespace verdanium {
 namespace {
 
-using testing::RecordingRenderer;
-
 void expectNear(const Mat4& actual, const Mat4& expected, float tolerance = 1e-4f) {
     for (int k = 0; k < 16; ++k)
         EXPECT_NEAR(actual.m[k], expected.m[k], tolerance) << "element " << k;
@@ -26,7 +23,7 @@ Transform railCamera(float time) {
     return makeTranslation(Vec3{0, -30, time * 100.0f - 70.0f}) * makeRotation(Vec3{0, 1, 0}, 3.1415927f);
 }
 
-class SceneFlightTest : public testing::ProgramStateTest {
+class SceneFlightTest : public testing::AppTest {
 protected:
     void pressPause() {
         KeyboardEvent event{};
@@ -34,9 +31,6 @@ protected:
         event.pressed = true;
         handleKeyboardEvent(event, scene, renderer);
     }
-
-    Scene scene{kEmptyScene};
-    RecordingRenderer renderer;
 };
 
 TEST_F(SceneFlightTest, StartsFlyingWithTheCameraBackFromTheOriginAndTwoConeLights) {
