@@ -75,6 +75,12 @@ inline std::uint8_t splitAxis(const BoundingBox& centroids) {
     return (ex > ey && ex > ez) ? 0 : (ey <= ez ? 2 : 1);
 }
 
+// The order of the median selection on one centroid coordinate: exactly < on numbers, with every NaN after
+// all numbers, so that it stays a strict weak ordering (a plain < on NaN would let the selection misbehave).
+inline bool centroidKeyBefore(float a, float b) {
+    return a < b || (!std::isnan(a) && std::isnan(b));
+}
+
 // The binary hierarchy of both levels: storage and the median build. A level fills `primitives` (records with
 // `lower`, `upper` and `centroid` members) and calls buildFromPrimitives; the traversals live in
 // bvh_traversal.h.
@@ -142,19 +148,14 @@ private:
 
         // Object median: the left side gets floor(n / 2). nth_element is the selection the tree is defined
         // by; it is linear on average, where a full sort per level would make the build O(n log^2 n). The
-        // order it leaves within the halves has no meaning. The comparison puts NaN coordinates after all
-        // numbers so that it stays a strict weak ordering (a plain < on NaN would let the selection
-        // misbehave); on numbers it is exactly <.
+        // order it leaves within the halves has no meaning.
         const std::size_t mid = first + n / 2;
         const auto key = [axis](const Primitive& p) {
             return axis == 0 ? p.centroid.x : (axis == 1 ? p.centroid.y : p.centroid.z);
         };
-        std::nth_element(primitives.begin() + first, primitives.begin() + mid, primitives.begin() + last,
-                         [&key](const Primitive& a, const Primitive& b) {
-                             const float ka = key(a);
-                             const float kb = key(b);
-                             return ka < kb || (!std::isnan(ka) && std::isnan(kb));
-                         });
+        std::nth_element(
+            primitives.begin() + first, primitives.begin() + mid, primitives.begin() + last,
+            [&key](const Primitive& a, const Primitive& b) { return centroidKeyBefore(key(a), key(b)); });
 
         buildRange(first, mid);
         nodes[self].index = static_cast<std::uint32_t>(nodes.size());

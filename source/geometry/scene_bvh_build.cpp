@@ -12,12 +12,6 @@ namespace {
 
 using SplitRecord = SceneBvh::SplitRecord;
 
-// The order of the mesh build's comparison: numbers by value, every NaN after
-// all of them (so that the order stays strict and weak).
-bool comesBefore(float a, float b) {
-    return a < b || (!std::isnan(a) && std::isnan(b));
-}
-
 // Moves the records of [first, last) that come before the pivot (or, with
 // orEqual, do not come after it) to the front, and returns the end of that
 // group. Branch-free: every record is swapped and the boundary advances by the
@@ -51,7 +45,7 @@ SplitRecord* partitionAround(SplitRecord* first, SplitRecord* last, int axis, fl
 // finishes the range.
 void selectMedian(SplitRecord* first, SplitRecord* nth, SplitRecord* last, int axis) {
     auto before = [axis](const SplitRecord& a, const SplitRecord& b) {
-        return comesBefore(a.centroid[axis], b.centroid[axis]);
+        return centroidKeyBefore(a.centroid[axis], b.centroid[axis]);
     };
     int budget = 2 * static_cast<int>(std::bit_width(static_cast<std::size_t>(last - first))) + 4;
     while (last - first > 16) {

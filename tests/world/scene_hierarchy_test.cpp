@@ -166,7 +166,7 @@ TEST_F(SceneHierarchyTest, TreeAnswersAsTheLinearWalkDoes) {
         linear.push_back(ask(ray));
     // The walk has no box test, so a short shadow range sees every mesh on the
     // whole line. The tree's answer is that of the entities whose world box the
-    // range enters: the designed treatment of a shadow ray's range.
+    // range enters: the intended treatment of a shadow ray's range.
     for (std::size_t i = 0; i < rays.size(); ++i) {
         Ray shortRay = rays[i];
         shortRay.tMin = 0.1f;
