@@ -19,6 +19,7 @@ namespace {
 TEST(RendererFrame, StartsWithTheDefaultsAndAFramePumpsTheMessagesAndClearsDirty) {
     if (!testing::haveXDisplay())
         GTEST_SKIP() << "no X display";
+    const testing::XInputLock lock; // the window takes the focus of the shared display
     Window window(programWindowSettings());
     RecursivePathTracer tracer(window, programWindowSettings());
     Renderer& renderer = tracer;

@@ -9,8 +9,9 @@ namespace verdanium::testing {
 // Whether the display of DISPLAY can be opened; window tests skip without one.
 bool haveXDisplay();
 
-// Held by a test that moves the focus or sends input through the X server, so
-// that tests sharing one display (ctest -j) do not steal input from each other.
+// Held by a test that makes windows, moves the focus or sends input on the
+// shared X server, so that tests run side by side (ctest -j) neither steal input
+// from each other nor see each other's windows.
 class XInputLock {
 public:
     XInputLock();
