@@ -25,6 +25,11 @@ namespace {
 // The wheel moves in notches of this many units, positive away from the user.
 constexpr std::int32_t kWheelNotch = 120;
 
+// The program's buttons, 1 to 5 (left, right, middle, back, forward), by X's
+// button number: X numbers the middle button 2 and the right one 3, wheel
+// notches 4 and 5, sideways 6 and 7, back and forward 8 and 9. 0: no button.
+constexpr std::int32_t kButtonOfXButton[10] = {0, 1, 3, 2, 0, 0, 0, 0, 4, 5};
+
 // Someone watching the picture converge touches nothing for minutes. While the
 // window has the focus, the server's screen saver and display power saving are
 // held off by resetting their timers this often.
@@ -84,13 +89,6 @@ bool reportsPositions(Display* display, int device) {
         XIFreeDeviceInfo(info);
     absoluteByDevice[device] = absolute;
     return absolute;
-}
-
-Event buttonEvent(std::int32_t button, bool pressed) {
-    Event event{};
-    event.kind = EventKindMouseButton;
-    event.mouseButton = {button, pressed};
-    return event;
 }
 
 } // namespace
@@ -259,36 +257,22 @@ bool Window::handleRawInput(XEvent& event) {
     case XI_RawButtonPress:
     case XI_RawButtonRelease: {
         const bool pressed = event.xcookie.evtype == XI_RawButtonPress;
-        // X numbers the middle button 2 and the right one 3, wheel notches 4 and
-        // 5, sideways 6 and 7, back and forward 8 and 9.
-        switch (raw->detail) {
-        case 1:
-            queueEvent(buttonEvent(1, pressed));
-            break;
-        case 3:
-            queueEvent(buttonEvent(2, pressed));
-            break;
-        case 2:
-            queueEvent(buttonEvent(3, pressed));
-            break;
-        case 8:
-            queueEvent(buttonEvent(4, pressed));
-            break;
-        case 9:
-            queueEvent(buttonEvent(5, pressed));
-            break;
-        case 4:
-        case 5:
-            if (pressed) {
-                Event queued{};
-                queued.kind = EventKindMouseWheel;
-                queued.mouseWheel = {raw->detail == 4 ? kWheelNotch : -kWheelNotch};
-                queueEvent(queued);
-            }
-            break;
-        default:
-            break;
+        Event queued{};
+        if (raw->detail == 4 || raw->detail == 5) {
+            // A wheel notch is a press and a release at once: the press counts.
+            if (!pressed)
+                return true;
+            queued.kind = EventKindMouseWheel;
+            queued.mouseWheel = {raw->detail == 4 ? kWheelNotch : -kWheelNotch};
+        } else {
+            const std::int32_t button =
+                raw->detail >= 0 && raw->detail < 10 ? kButtonOfXButton[raw->detail] : 0;
+            if (button == 0)
+                return true;
+            queued.kind = EventKindMouseButton;
+            queued.mouseButton = {button, pressed};
         }
+        queueEvent(queued);
         return true;
     }
     default:
