@@ -71,13 +71,11 @@ TEST(Math, OrthonormalBasisCompletesARightHandedFrame) {
     const TangentPair z = orthonormalBasis(Vec3{0, 0, 1});
     EXPECT_EQ(z.u, (Vec3{0, 1, 0})); // |x| == |y| takes the second branch
     EXPECT_EQ(z.v, (Vec3{-1, 0, 0}));
-    for (const Vec3 n :
-         {Vec3{1, 0, 0}, normalized(Vec3{0.9f, 0.1f, -0.4f}), normalized(Vec3{-0.2f, 0.7f, 0.7f})}) {
-        const TangentPair b = orthonormalBasis(n);
-        EXPECT_NEAR(dot(b.u, n), 0.0f, 1e-6f);
-        EXPECT_NEAR(dot(b.u, b.v), 0.0f, 1e-6f);
-        EXPECT_NEAR(dot(cross(b.u, b.v), n), 1.0f, 1e-6f);
-    }
+    const Vec3 n = normalized(Vec3{0.9f, 0.1f, -0.4f}); // the first branch
+    const TangentPair b = orthonormalBasis(n);
+    EXPECT_NEAR(dot(b.u, n), 0.0f, 1e-6f);
+    EXPECT_NEAR(dot(b.u, b.v), 0.0f, 1e-6f);
+    EXPECT_NEAR(dot(cross(b.u, b.v), n), 1.0f, 1e-6f);
 }
 
 TEST(Math, MakersCarryTheirInverses) {

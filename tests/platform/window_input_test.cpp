@@ -93,13 +93,6 @@ protected:
         EXPECT_TRUE(window->handleMessage(event));
     }
 
-    void focusChange(int type) {
-        XEvent event{};
-        event.xfocus = {type, 0, False, window->display, window->handle, NotifyNormal, NotifyNonlinear};
-        window->handleMessage(event);
-        XSync(window->display, False);
-    }
-
     XInputLock inputLock;
     std::unique_ptr<Window> window;
 };
@@ -195,24 +188,6 @@ TEST_F(WindowInputTest, ACloseRequestSetsTheQuitFlagAndKeepsTheWindow) {
     XWindowAttributes attributes{};
     EXPECT_NE(XGetWindowAttributes(window->display, window->handle, &attributes), 0);
     gQuitRequested = false;
-}
-
-TEST_F(WindowInputTest, TheCursorIsConfinedOnlyWhileFocusedAndAsked) {
-    Display* other = XOpenDisplay(nullptr);
-    const auto otherCanGrab = [&] {
-        const int result = XGrabPointer(other, DefaultRootWindow(other), False, 0, GrabModeAsync,
-                                        GrabModeAsync, 0, 0, CurrentTime);
-        XUngrabPointer(other, CurrentTime);
-        XSync(other, False);
-        return result == GrabSuccess;
-    };
-    EXPECT_TRUE(otherCanGrab()); // never asked for: not confined though focused
-    window->clipCursor = true;
-    focusChange(FocusIn);
-    EXPECT_FALSE(otherCanGrab());
-    focusChange(FocusOut);
-    EXPECT_TRUE(otherCanGrab());
-    XCloseDisplay(other);
 }
 
 } // namespace
