@@ -32,8 +32,9 @@ run:
 test: build
 	@$(XVFB) ctest --test-dir $(BUILD_DIR) --output-on-failure -j2
 
+# The mesh hierarchy against Embree first, then the frames and the world steps.
 bench: build
-	@cd $(BIN_DIR) && $(XVFB) ./verdanium-bench
+	@cd $(BIN_DIR) && ./bvh_bench && $(XVFB) ./verdanium-bench
 
 clean:
 	@rm -rf $(BUILD_DIR)

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <vector>
 
@@ -35,11 +36,13 @@ struct alignas(32) BvhNode {
     // Inner node: split axis, 0 = x, 1 = y, 2 = z. Unused in a leaf.
     std::uint8_t axis = 0;
 
-    // Box plane k of lower x, y, z, upper x, y, z. Read through the object representation: the layout is
-    // fixed by the static_asserts below, and it spares the traversal a chain of selects.
+    // Box plane k of lower x, y, z, upper x, y, z. Copied out of the object representation, whose layout the
+    // static_asserts below fix: one load at a computed offset, where a chain of selects would lengthen every
+    // slab test, and well defined, unlike a float pointer into the middle of the node.
     float plane(std::uint32_t k) const {
-        const auto* bytes = reinterpret_cast<const unsigned char*>(this);
-        return *reinterpret_cast<const float*>(bytes + k * sizeof(float));
+        float value;
+        std::memcpy(&value, reinterpret_cast<const unsigned char*>(this) + k * sizeof(float), sizeof(float));
+        return value;
     }
 };
 static_assert(sizeof(Vec3) == 3 * sizeof(float), "the six box floats must be adjacent");
@@ -60,6 +63,22 @@ struct TrianglePrimitive {
 inline Vec3 boxCentre(const Vec3& lower, const Vec3& upper) {
     return Vec3{0.5f * upper.x + 0.5f * lower.x, 0.5f * upper.y + 0.5f * lower.y,
                 0.5f * upper.z + 0.5f * lower.z};
+}
+
+// The split axis of an inner node, from the box of its primitives' centroids: x only if its extent is the
+// largest outright, otherwise z if y's extent does not exceed z's, otherwise y. So ties leave x, a tie of y
+// and z goes to z, and a box of one point (all extents 0) splits on z. Both levels split by this rule.
+inline std::uint8_t splitAxis(const BoundingBox& centroids) {
+    const float ex = std::fabs(centroids.upper.x - centroids.lower.x);
+    const float ey = std::fabs(centroids.upper.y - centroids.lower.y);
+    const float ez = std::fabs(centroids.upper.z - centroids.lower.z);
+    return (ex > ey && ex > ez) ? 0 : (ey <= ez ? 2 : 1);
+}
+
+// The order of the median selection on one centroid coordinate: exactly < on numbers, with every NaN after
+// all numbers, so that it stays a strict weak ordering (a plain < on NaN would let the selection misbehave).
+inline bool centroidKeyBefore(float a, float b) {
+    return a < b || (!std::isnan(a) && std::isnan(b));
 }
 
 // The binary hierarchy of both levels: storage and the median build. A level fills `primitives` (records with
@@ -124,28 +143,19 @@ private:
         BoundingBox centroids;
         for (std::size_t i = first; i < last; ++i)
             centroids.extend(primitives[i].centroid);
-        const float ex = std::fabs(centroids.upper.x - centroids.lower.x);
-        const float ey = std::fabs(centroids.upper.y - centroids.lower.y);
-        const float ez = std::fabs(centroids.upper.z - centroids.lower.z);
-        // Ties leave x, and a tie of y and z goes to z: all extents equal (a single centroid) splits on z.
-        const std::uint8_t axis = (ex > ey && ex > ez) ? 0 : (ey <= ez ? 2 : 1);
+        const std::uint8_t axis = splitAxis(centroids);
         nodes[self].axis = axis;
 
         // Object median: the left side gets floor(n / 2). nth_element is the selection the tree is defined
         // by; it is linear on average, where a full sort per level would make the build O(n log^2 n). The
-        // order it leaves within the halves has no meaning. The comparison puts NaN coordinates after all
-        // numbers so that it stays a strict weak ordering (a plain < on NaN would let the selection
-        // misbehave); on numbers it is exactly <.
+        // order it leaves within the halves has no meaning.
         const std::size_t mid = first + n / 2;
         const auto key = [axis](const Primitive& p) {
             return axis == 0 ? p.centroid.x : (axis == 1 ? p.centroid.y : p.centroid.z);
         };
-        std::nth_element(primitives.begin() + first, primitives.begin() + mid, primitives.begin() + last,
-                         [&key](const Primitive& a, const Primitive& b) {
-                             const float ka = key(a);
-                             const float kb = key(b);
-                             return ka < kb || (!std::isnan(ka) && std::isnan(kb));
-                         });
+        std::nth_element(
+            primitives.begin() + first, primitives.begin() + mid, primitives.begin() + last,
+            [&key](const Primitive& a, const Primitive& b) { return centroidKeyBefore(key(a), key(b)); });
 
         buildRange(first, mid);
         nodes[self].index = static_cast<std::uint32_t>(nodes.size());

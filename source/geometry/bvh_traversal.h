@@ -138,12 +138,12 @@ inline std::uint32_t descend(const BvhNode* nodes, const BvhNode& node, std::uin
     return rightFirst ? node.index : current + 1;
 }
 
-// Nearest-hit traversal. leaf(index, count) tests the leaf's items and returns whether any of them improved
-// the hit. Each node's box is tested when its turn comes, with the limit as it stands then, so every hit
-// found shortens the rest of the search.
-template <typename Leaf>
-inline bool traverseNearest(const BvhNode* nodes, std::size_t nodeCount, const Ray& ray, Hit& hit,
-                            Leaf&& leaf) {
+// The walk both queries share. Each node's box is tested when its turn comes, against limit() as it stands
+// then; leaf(index, count) tests the leaf's items. kStopAtLeafHit: a leaf returning true ends the walk with
+// true (any hit will do); otherwise the walk goes on and returns whether any leaf returned true.
+template <bool kStopAtLeafHit, typename Limit, typename Leaf>
+inline bool traverse(const BvhNode* nodes, std::size_t nodeCount, const Ray& ray, Limit&& limit,
+                     Leaf&& leaf) {
     if (nodeCount == 0)
         return false;
     const SlabRay slab = makeSlabRay(ray);
@@ -153,12 +153,18 @@ inline bool traverseNearest(const BvhNode* nodes, std::size_t nodeCount, const R
     bool found = false;
     for (;;) {
         const BvhNode& node = nodes[current];
-        if (slabHits(node, slab, nearestLimit(ray, hit), ray.tMin)) {
+        if (slabHits(node, slab, limit(), ray.tMin)) {
             if (node.count == 0) {
                 current = descend(nodes, node, current, slab, stack, size);
                 continue;
             }
-            found |= leaf(node.index, node.count);
+            const bool struck = leaf(node.index, node.count);
+            if constexpr (kStopAtLeafHit) {
+                if (struck)
+                    return true;
+            } else {
+                found |= struck;
+            }
         }
         if (size == 0)
             break;
@@ -167,31 +173,21 @@ inline bool traverseNearest(const BvhNode* nodes, std::size_t nodeCount, const R
     return found;
 }
 
-// Any-hit traversal: the same walk with the boxes limited by ray.tMax alone; leaf(index, count) returns true
-// if an item blocks the ray, which ends the query.
+// Nearest-hit traversal. leaf(index, count) tests the leaf's items and returns whether any of them improved
+// the hit. The limit is re-read at every node, so every hit found shortens the rest of the search.
+template <typename Leaf>
+inline bool traverseNearest(const BvhNode* nodes, std::size_t nodeCount, const Ray& ray, Hit& hit,
+                            Leaf&& leaf) {
+    return traverse<false>(
+        nodes, nodeCount, ray, [&] { return nearestLimit(ray, hit); }, leaf);
+}
+
+// Any-hit traversal: the boxes are limited by ray.tMax alone; leaf(index, count) returns true if an item
+// blocks the ray, which ends the query.
 template <typename Leaf>
 inline bool traverseAny(const BvhNode* nodes, std::size_t nodeCount, const Ray& ray, Leaf&& leaf) {
-    if (nodeCount == 0)
-        return false;
-    const SlabRay slab = makeSlabRay(ray);
-    std::uint32_t stack[kBvhStackSize];
-    int size = 0;
-    std::uint32_t current = 0;
-    for (;;) {
-        const BvhNode& node = nodes[current];
-        if (slabHits(node, slab, ray.tMax, ray.tMin)) {
-            if (node.count == 0) {
-                current = descend(nodes, node, current, slab, stack, size);
-                continue;
-            }
-            if (leaf(node.index, node.count))
-                return true;
-        }
-        if (size == 0)
-            break;
-        current = stack[--size];
-    }
-    return false;
+    return traverse<true>(
+        nodes, nodeCount, ray, [&] { return ray.tMax; }, leaf);
 }
 
 } // namespace verdanium

@@ -112,7 +112,14 @@ void Geometry::finish() {
     uploadBuffers();
     computeRadiusBounds();
     computeTightBounds();
-    buildAcceleration();
+    // A constructor that throws never runs the destructor, so a build that fails after the upload (an array
+    // past its length limit) must release the buffers itself.
+    try {
+        buildAcceleration();
+    } catch (...) {
+        deleteBuffers();
+        throw;
+    }
 }
 
 void Geometry::uploadBuffers() {

@@ -43,66 +43,74 @@ std::shared_ptr<Geometry> finishShape(std::shared_ptr<Geometry> geometry) {
     return geometry;
 }
 
+// The shape of one size: made by build(size / 2) on first use and kept in `shapes` to the end of the
+// program. A build that throws stores nothing.
+template <typename Build>
+std::shared_ptr<Geometry> shapeOfSize(std::map<float, std::shared_ptr<Geometry>>& shapes, float size,
+                                      Build&& build) {
+    auto found = shapes.find(size);
+    if (found != shapes.end())
+        return found->second;
+    std::shared_ptr<Geometry> shape = build(size / 2);
+    shapes.emplace(size, shape);
+    return shape;
+}
+
 } // namespace
 
 std::shared_ptr<Geometry> makeQuad(float size) {
     static std::map<float, std::shared_ptr<Geometry>> quads;
-    auto found = quads.find(size);
-    if (found != quads.end())
-        return found->second;
-
-    const float h = size / 2;
-    auto quad = std::make_shared<Geometry>();
-    const Face face{{{-h, -h, h}, {h, -h, h}, {h, h, h}, {-h, h, h}},
-                    {0.0f, 0.0f, 1.0f},
-                    {{0.0f, 0.0f}, {1.0f, 0.0f}, {1.0f, 1.0f}, {0.0f, 1.0f}},
-                    {0.5f, 0.5f}};
-    appendFace(*quad, face, Vec3{0.0f, 0.0f, h});
-    finishShape(quad)->finish();
-    quads[size] = quad;
-    return quad;
+    return shapeOfSize(quads, size, [](float h) {
+        auto quad = std::make_shared<Geometry>();
+        const Face face{{{-h, -h, h}, {h, -h, h}, {h, h, h}, {-h, h, h}},
+                        {0.0f, 0.0f, 1.0f},
+                        {{0.0f, 0.0f}, {1.0f, 0.0f}, {1.0f, 1.0f}, {0.0f, 1.0f}},
+                        {0.5f, 0.5f}};
+        appendFace(*quad, face, Vec3{0.0f, 0.0f, h});
+        finishShape(quad)->finish();
+        return quad;
+    });
 }
 
 std::shared_ptr<Geometry> makeCube(float size) {
     static std::map<float, std::shared_ptr<Geometry>> cubes;
-    auto found = cubes.find(size);
-    if (found != cubes.end())
-        return found->second;
+    return shapeOfSize(cubes, size, [](float h) {
+        // The strip's face boundaries k / 6, each rounded once.
+        const auto sixths = [](int k) { return float(k) / 6.0f; };
+        auto cube = std::make_shared<Geometry>();
 
-    const float h = size / 2;
-    // The strip's face boundaries k / 6, each rounded once.
-    const auto sixths = [](int k) { return float(k) / 6.0f; };
-    auto cube = std::make_shared<Geometry>();
+        // x = -h, then x = h, y = -h, y = h, z = -h, z = h; each face's v range is its place in the strip.
+        appendFace(
+            *cube,
+            stripFace({{-h, -h, -h}, {-h, -h, h}, {-h, h, h}, {-h, h, -h}}, {-1, 0, 0}, sixths(1), sixths(2)),
+            Vec3{-h, 0.0f, 0.0f});
+        appendFace(*cube,
+                   stripFace({{h, -h, h}, {h, -h, -h}, {h, h, -h}, {h, h, h}}, {1, 0, 0}, 0.0f, sixths(1)),
+                   Vec3{h, 0.0f, 0.0f});
+        // The y = -h face runs its coordinates the other way round: (1, b), (0, b), (0, a), (1, a).
+        const float a = sixths(3), b = sixths(4);
+        appendFace(*cube,
+                   Face{{{h, -h, h}, {-h, -h, h}, {-h, -h, -h}, {h, -h, -h}},
+                        {0, -1, 0},
+                        {{1.0f, b}, {0.0f, b}, {0.0f, a}, {1.0f, a}},
+                        {0.5f, 0.5f * (a + b)}},
+                   Vec3{0.0f, -h, 0.0f});
+        appendFace(
+            *cube,
+            stripFace({{-h, h, h}, {h, h, h}, {h, h, -h}, {-h, h, -h}}, {0, 1, 0}, sixths(2), sixths(3)),
+            Vec3{0.0f, h, 0.0f});
+        appendFace(
+            *cube,
+            stripFace({{h, -h, -h}, {-h, -h, -h}, {-h, h, -h}, {h, h, -h}}, {0, 0, -1}, sixths(5), sixths(6)),
+            Vec3{0.0f, 0.0f, -h});
+        appendFace(
+            *cube,
+            stripFace({{-h, -h, h}, {h, -h, h}, {h, h, h}, {-h, h, h}}, {0, 0, 1}, sixths(4), sixths(5)),
+            Vec3{0.0f, 0.0f, h});
 
-    // x = -h, then x = h, y = -h, y = h, z = -h, z = h; each face's v range is its place in the strip.
-    appendFace(
-        *cube,
-        stripFace({{-h, -h, -h}, {-h, -h, h}, {-h, h, h}, {-h, h, -h}}, {-1, 0, 0}, sixths(1), sixths(2)),
-        Vec3{-h, 0.0f, 0.0f});
-    appendFace(*cube, stripFace({{h, -h, h}, {h, -h, -h}, {h, h, -h}, {h, h, h}}, {1, 0, 0}, 0.0f, sixths(1)),
-               Vec3{h, 0.0f, 0.0f});
-    // The y = -h face runs its coordinates the other way round: (1, b), (0, b), (0, a), (1, a).
-    const float a = sixths(3), b = sixths(4);
-    appendFace(*cube,
-               Face{{{h, -h, h}, {-h, -h, h}, {-h, -h, -h}, {h, -h, -h}},
-                    {0, -1, 0},
-                    {{1.0f, b}, {0.0f, b}, {0.0f, a}, {1.0f, a}},
-                    {0.5f, 0.5f * (a + b)}},
-               Vec3{0.0f, -h, 0.0f});
-    appendFace(*cube,
-               stripFace({{-h, h, h}, {h, h, h}, {h, h, -h}, {-h, h, -h}}, {0, 1, 0}, sixths(2), sixths(3)),
-               Vec3{0.0f, h, 0.0f});
-    appendFace(
-        *cube,
-        stripFace({{h, -h, -h}, {-h, -h, -h}, {-h, h, -h}, {h, h, -h}}, {0, 0, -1}, sixths(5), sixths(6)),
-        Vec3{0.0f, 0.0f, -h});
-    appendFace(*cube,
-               stripFace({{-h, -h, h}, {h, -h, h}, {h, h, h}, {-h, h, h}}, {0, 0, 1}, sixths(4), sixths(5)),
-               Vec3{0.0f, 0.0f, h});
-
-    finishShape(cube)->finish();
-    cubes[size] = cube;
-    return cube;
+        finishShape(cube)->finish();
+        return cube;
+    });
 }
 
 } // namespace verdanium

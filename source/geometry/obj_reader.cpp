@@ -43,35 +43,37 @@ FaceForm faceFormOf(const char* token) {
     return FaceFormVertex;
 }
 
-int parseCorner(const char* token, FaceForm form, Corner* corner) {
+// The scanf format of a form and where its conversions go, in the order the format converts them. The
+// pointers a form does not use are null: scanf evaluates and ignores arguments beyond its format.
+struct CornerScan {
+    const char* format;
+    int* targets[3];
+};
+
+CornerScan cornerScan(FaceForm form, Corner* corner) {
     *corner = Corner{0, 0, 0};
     switch (form) {
     case FaceFormVertexNormal:
-        return std::sscanf(token, "%d//%d", &corner->vertex, &corner->normal);
+        return {"%d//%d", {&corner->vertex, &corner->normal, nullptr}};
     case FaceFormVertexTexCoordNormal:
-        return std::sscanf(token, "%d/%d/%d", &corner->vertex, &corner->texCoord, &corner->normal);
+        return {"%d/%d/%d", {&corner->vertex, &corner->texCoord, &corner->normal}};
     case FaceFormVertexTexCoord:
-        return std::sscanf(token, "%d/%d", &corner->vertex, &corner->texCoord);
+        return {"%d/%d", {&corner->vertex, &corner->texCoord, nullptr}};
     case FaceFormVertex:
         break;
     }
-    return std::sscanf(token, "%d", &corner->vertex);
+    return {"%d", {&corner->vertex, nullptr, nullptr}};
+}
+
+void parseCorner(const char* token, FaceForm form, Corner* corner) {
+    const CornerScan scan = cornerScan(form, corner);
+    std::sscanf(token, scan.format, scan.targets[0], scan.targets[1], scan.targets[2]);
 }
 
 // Returns what fscanf returns: the number of values converted, or EOF.
 int readCorner(FILE* file, FaceForm form, Corner* corner) {
-    *corner = Corner{0, 0, 0};
-    switch (form) {
-    case FaceFormVertexNormal:
-        return std::fscanf(file, "%d//%d", &corner->vertex, &corner->normal);
-    case FaceFormVertexTexCoordNormal:
-        return std::fscanf(file, "%d/%d/%d", &corner->vertex, &corner->texCoord, &corner->normal);
-    case FaceFormVertexTexCoord:
-        return std::fscanf(file, "%d/%d", &corner->vertex, &corner->texCoord);
-    case FaceFormVertex:
-        break;
-    }
-    return std::fscanf(file, "%d", &corner->vertex);
+    const CornerScan scan = cornerScan(form, corner);
+    return std::fscanf(file, scan.format, scan.targets[0], scan.targets[1], scan.targets[2]);
 }
 
 // Reads a face whose "f" token has just been read: the first corner as a token, which decides the form,

@@ -12,12 +12,6 @@ namespace {
 
 using SplitRecord = SceneBvh::SplitRecord;
 
-// The order of the mesh build's comparison: numbers by value, every NaN after
-// all of them (so that the order stays strict and weak).
-bool comesBefore(float a, float b) {
-    return a < b || (!std::isnan(a) && std::isnan(b));
-}
-
 // Moves the records of [first, last) that come before the pivot (or, with
 // orEqual, do not come after it) to the front, and returns the end of that
 // group. Branch-free: every record is swapped and the boundary advances by the
@@ -51,7 +45,7 @@ SplitRecord* partitionAround(SplitRecord* first, SplitRecord* last, int axis, fl
 // finishes the range.
 void selectMedian(SplitRecord* first, SplitRecord* nth, SplitRecord* last, int axis) {
     auto before = [axis](const SplitRecord& a, const SplitRecord& b) {
-        return comesBefore(a.centroid[axis], b.centroid[axis]);
+        return centroidKeyBefore(a.centroid[axis], b.centroid[axis]);
     };
     int budget = 2 * static_cast<int>(std::bit_width(static_cast<std::size_t>(last - first))) + 4;
     while (last - first > 16) {
@@ -135,11 +129,7 @@ void SceneBvh::buildNodes(std::size_t first, std::size_t last) {
         const float* c = records_[i].centroid;
         centroids.extend(Vec3{c[0], c[1], c[2]});
     }
-    const float ex = std::fabs(centroids.upper.x - centroids.lower.x);
-    const float ey = std::fabs(centroids.upper.y - centroids.lower.y);
-    const float ez = std::fabs(centroids.upper.z - centroids.lower.z);
-    // Ties leave x, and a tie of y and z goes to z, as at the mesh level.
-    const std::uint8_t axis = (ex > ey && ex > ez) ? 0 : (ey <= ez ? 2 : 1);
+    const std::uint8_t axis = splitAxis(centroids);
     nodes[self].axis = axis;
 
     const std::size_t mid = first + n / 2;

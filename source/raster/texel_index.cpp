@@ -1,5 +1,6 @@
 #include "raster/texture.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -47,8 +48,13 @@ std::size_t texelIndex(WrapMode mode, std::int64_t width, std::int64_t height, f
         // fmin and fmax send a NaN coordinate to the upper margin.
         u = std::fmax(marginU, std::fmin(u, 1.0f - marginU));
         v = std::fmax(marginV, std::fmin(v, 1.0f - marginV));
-        const auto row = static_cast<std::uint64_t>((1.0f - v) * h);
-        const auto column = static_cast<std::uint64_t>(w * u);
+        // Half a texel inside the edges, the truncation lands on the edge texel;
+        // from 2^24 texels on, the float products round up to the size itself,
+        // and the bound keeps even that read inside the image.
+        const auto lastRow = static_cast<std::uint64_t>(height - 1);
+        const auto lastColumn = static_cast<std::uint64_t>(width - 1);
+        const std::uint64_t row = std::min(static_cast<std::uint64_t>((1.0f - v) * h), lastRow);
+        const std::uint64_t column = std::min(static_cast<std::uint64_t>(w * u), lastColumn);
         return static_cast<std::size_t>(row * static_cast<std::uint64_t>(width) + column);
     }
     Folded x = fold(truncateToInt32(w * u), width);

@@ -42,6 +42,10 @@ void drawTilesThrough(RecursivePathTracer& renderer, const World& world) {
 
         Ray cameraRay;
         cameraRay.countsLights = true;
+        // Columns outer and rows inner, the order that fixes the sequence of random draws on one thread. The
+        // stride through the sums costs nothing: a column of a tile touches 16 cache lines, and even the
+        // single tile of a one-thread frame keeps one column's lines (30 KB at 640 x 480) in cache for the
+        // next.
         for (std::uint64_t x = x0; x < x1; ++x) {
             for (std::uint64_t y = y0; y < y1; ++y) {
                 // No jitter: every frame repeats the same camera ray, and the noise falls only through the

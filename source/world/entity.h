@@ -25,8 +25,8 @@ public:
     // business), takes the mesh, fills the material list and prepares one vertex
     // array per program.
     Entity(std::uint32_t keyCounter, std::shared_ptr<Geometry> geometry);
-    // Deletes the "matte" vertex array only: the "hybrid" one is left behind by
-    // design when a scene is rebuilt.
+    // Deletes the "matte" vertex array only: the "hybrid" one is deliberately
+    // left behind, one stray GL name per entity when a scene is rebuilt.
     virtual ~Entity();
 
     Entity(const Entity&) = delete;

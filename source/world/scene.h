@@ -35,8 +35,9 @@ inline constexpr EmptySceneTag kEmptyScene{};
 // a picture stale raises it, and the renderer restarts its sums when it moves.
 class Scene {
 public:
-    // Camera at (0, 0, -15) looking down -z, the two cone lights, then the first
-    // scene (recreate with 3, 0, 1: 256 asteroids and the ship) and the
+    // The camera 15 units up the z axis, looking down -z at the origin (a
+    // world-to-view translation by (0, 0, -15)), the two cone lights, then the
+    // first scene (recreate with 3, 0, 1: 256 asteroids and the ship) and the
     // background. Needs a current GL context; missing data files are reported
     // on standard error as their loaders say.
     Scene();
@@ -93,7 +94,8 @@ public:
     std::uint64_t objectCountExponent = 3;
     // Only reported in the recreation log line.
     std::uint64_t tesselationExponent = 0;
-    // Stored for the recreation log; no hierarchy build reads it.
+    // Stored and never read: a leaf of either tree level holds one item,
+    // whatever this says.
     std::uint8_t leafSize = 1;
 
     // Every object of the scene, walked in ascending key order.

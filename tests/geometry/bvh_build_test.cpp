@@ -1,28 +1,15 @@
+#include "bvh_test_meshes.h"
+
 #include "geometry/bvh.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <random>
 #include <vector>
 
 namespace verdanium {
 namespace {
-
-// n triangles scattered at random, each a small random triangle around a random centre.
-std::vector<Vec3> randomSoup(std::size_t n, unsigned seed) {
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> place(-10.0f, 10.0f);
-    std::uniform_real_distribution<float> wiggle(-0.5f, 0.5f);
-    std::vector<Vec3> positions;
-    for (std::size_t i = 0; i < n; ++i) {
-        const Vec3 centre{place(random), place(random), place(random)};
-        for (int corner = 0; corner < 3; ++corner)
-            positions.push_back(centre + Vec3{wiggle(random), wiggle(random), wiggle(random)});
-    }
-    return positions;
-}
 
 bool contains(const BvhNode& outer, const BvhNode& inner) {
     return outer.lower.x <= inner.lower.x && outer.lower.y <= inner.lower.y &&
@@ -50,7 +37,7 @@ std::uint32_t checkSubtree(const MeshBvh& bvh, std::uint32_t index, int depth, i
 
 TEST(BvhBuild, TreeInvariantsOnRandomMeshes) {
     for (std::size_t n : {1u, 2u, 3u, 7u, 100u, 1000u}) {
-        const std::vector<Vec3> positions = randomSoup(n, static_cast<unsigned>(n));
+        const std::vector<Vec3> positions = bvh_test::makeRandomSoup(n, 10.0f, static_cast<unsigned>(n));
         MeshBvh bvh;
         bvh.build(positions);
         ASSERT_EQ(bvh.nodes.size(), 2 * n - 1);

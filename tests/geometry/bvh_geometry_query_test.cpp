@@ -29,51 +29,41 @@ void fill(Geometry& mesh, std::vector<Vec3> positions, bool build) {
         mesh.buildAcceleration();
 }
 
+// How closely the structures agree is the oracle's matter; here: the mode picks the structure at each call,
+// and every branch names the mesh in the Hit and clears `complete`.
 TEST(GeometryQuery, TheModeChoosesTheStructurePerCallAndBothNameTrianglesAlike) {
     IntersectorModeScope scope(1);
     Geometry mesh;
     fill(mesh, bvh_test::makeLumpyBall(10), true);
-    ASSERT_EQ(mesh.bvh.nodes.size(), 2 * mesh.positions.size() / 3 - 1);
     const BvhNode* nodesBefore = mesh.bvh.nodes.data();
-
-    // The same mesh without a tree answers by the linear walk.
+    // The same triangles with no tree answer by the linear walk.
     Geometry walked;
     fill(walked, mesh.positions, false);
 
     bvh_test::RandomRays rays(11, 3.0f, 1.0f);
-    int hits = 0;
-    for (int i = 0; i < 1500; ++i) {
+    int bothFound = 0;
+    for (int i = 0; i < 300; ++i) {
         Ray ray;
         rays.next(ray.origin, ray.direction);
         Hit embree, ours, linear;
+        embree.complete = ours.complete = true;
         gIntersectorMode = 1;
         const bool embreeFound = mesh.intersect(ray, embree);
-        const bool embreeBlocked = mesh.occluded(ray);
         gIntersectorMode = 0;
         const bool oursFound = mesh.intersect(ray, ours);
-        const bool oursBlocked = mesh.occluded(ray);
-        const bool linearFound = walked.intersect(ray, linear);
-        EXPECT_EQ(walked.occluded(ray), linearFound);
-        hits += oursFound;
-
-        EXPECT_EQ(oursFound, linearFound);
-        EXPECT_EQ(oursBlocked, oursFound);
-        EXPECT_EQ(embreeBlocked, embreeFound);
-        if (oursFound) {
-            EXPECT_EQ(ours.geometry, &mesh);
-            EXPECT_EQ(linear.geometry, &walked);
-            EXPECT_EQ(ours.t, linear.t);
-            EXPECT_FALSE(ours.complete);
-        }
-        if (embreeFound && oursFound) {
-            EXPECT_EQ(embree.geometry, &mesh);
-            EXPECT_EQ(embree.firstIndex % 3, 0u);
-            EXPECT_NEAR(embree.t, ours.t, 1e-4f * (1.0f + ours.t));
-        }
+        EXPECT_EQ(walked.intersect(ray, linear), oursFound);
+        if (!(embreeFound && oursFound))
+            continue;
+        ++bothFound;
+        EXPECT_EQ(embree.geometry, &mesh);
+        EXPECT_EQ(ours.geometry, &mesh);
+        EXPECT_EQ(linear.geometry, &walked);
+        EXPECT_FALSE(embree.complete || ours.complete);
+        EXPECT_EQ(ours.t, linear.t);
+        EXPECT_NEAR(embree.t, ours.t, 1e-4f * (1.0f + ours.t));
     }
-    EXPECT_GT(hits, 300);
-    // Nothing was rebuilt by switching.
-    EXPECT_EQ(mesh.bvh.nodes.data(), nodesBefore);
+    EXPECT_GT(bothFound, 60);
+    EXPECT_EQ(mesh.bvh.nodes.data(), nodesBefore) << "switching rebuilt nothing";
 }
 
 TEST(GeometryQuery, MeshesWithoutTrianglesOrStructuresHitNothing) {

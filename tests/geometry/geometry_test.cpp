@@ -2,13 +2,12 @@
 
 #include "foundation/resource_cache.h"
 #include "support/gl_test_context.h"
+#include "test_files.h"
 
 #include <GL/glew.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -16,8 +15,6 @@
 
 namespace verdanium {
 namespace {
-
-namespace fs = std::filesystem;
 
 void expectVec3(const Vec3& actual, const Vec3& expected) {
     EXPECT_FLOAT_EQ(actual.x, expected.x);
@@ -160,24 +157,7 @@ TEST(GeometryTest, CubeFacesFollowTheStripLayout) {
     EXPECT_EQ(makeCube(10.0f), cube);
 }
 
-class GeometryFileTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        directory = fs::path(VERDANIUM_BINARY_DIR) / "test_files" / ("geometry_" + std::string(info->name()));
-        fs::create_directories(directory);
-    }
-    void TearDown() override { fs::remove_all(directory); }
-
-    std::string write(const std::string& name, const std::string& text) {
-        fs::path path = directory / name;
-        fs::create_directories(path.parent_path());
-        std::ofstream(path) << text;
-        return path.string();
-    }
-
-    fs::path directory;
-};
+using GeometryFileTest = TestFilesFixture;
 
 // Two triangles off the origin, in two groups; the file's last group comes first in the soup.
 const char* const kTwoGroups = "v 1 1 1\nv 3 1 1\nv 3 3 1\nv 1 3 5\n"

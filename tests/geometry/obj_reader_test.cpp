@@ -1,42 +1,28 @@
 #include "geometry/obj_reader.h"
 
+#include "test_files.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 namespace verdanium {
 namespace {
 
-namespace fs = std::filesystem;
 using ::testing::ExitedWithCode;
 using ::testing::HasSubstr;
 
-class ObjReaderTest : public ::testing::Test {
+class ObjReaderTest : public TestFilesFixture {
 protected:
     void SetUp() override {
         // The GL tests of this executable start driver threads; a forked death test must not inherit them.
         GTEST_FLAG_SET(death_test_style, "threadsafe");
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        // Inside the build folder and without the process id: a threadsafe death test runs the test again in
-        // a fresh process, which must write and name the very same files.
-        directory =
-            fs::path(VERDANIUM_BINARY_DIR) / "test_files" / ("obj_reader_" + std::string(info->name()));
-        fs::create_directories(directory);
-    }
-    void TearDown() override { fs::remove_all(directory); }
-
-    std::string write(const std::string& name, const std::string& text) {
-        fs::path path = directory / name;
-        fs::create_directories(path.parent_path());
-        std::ofstream(path) << text;
-        return path.string();
+        TestFilesFixture::SetUp();
     }
 
     // The model's groups, newest first, as name and triangle indices.
@@ -51,8 +37,6 @@ protected:
     static std::vector<uint32_t> vertexIndicesOf(const ObjTriangle& triangle) {
         return {triangle.vertexIndices[0], triangle.vertexIndices[1], triangle.vertexIndices[2]};
     }
-
-    fs::path directory;
 };
 
 using Groups = std::vector<std::pair<std::string, std::vector<uint32_t>>>;

@@ -78,14 +78,6 @@ TEST_F(MaterialTest, OneMaterialPerRecordInOrderWithIllumOnlyWhereAMapIs) {
     std::remove(texture.c_str());
 }
 
-TEST_F(MaterialTest, AMeshWithoutRecordsStillGetsOneMaterial) {
-    Geometry mesh;
-    const std::vector<Material> materials = makeEntityMaterials(mesh);
-    ASSERT_EQ(materials.size(), 1u);
-    EXPECT_EQ(materials[0].program, matte);
-    EXPECT_EQ(materials[0].texture.image->width, 0);
-}
-
 TEST_F(MaterialTest, AMissingMapLeavesAnEmptyImageThatSamplesAsAFailure) {
     const std::string missing = ::testing::TempDir() + "no_such_texture.pbm";
     Geometry mesh;

@@ -66,6 +66,10 @@ TEST(TexelIndex, UnknownModesRepeatAndWildInputsStayInside) {
         for (float u : wild)
             for (float v : wild)
                 EXPECT_LT(lookup(mode, u, v), static_cast<std::size_t>(kWidth * kHeight));
+    // From 2^24 texels on, the clamped edge coordinate rounds up to the size in floats.
+    constexpr std::int64_t kWide = std::int64_t{1} << 24;
+    EXPECT_EQ(texelIndex(WrapClamp, kWide, 1, 1.0f, 0.5f), static_cast<std::size_t>(kWide - 1));
+    EXPECT_EQ(texelIndex(WrapClamp, 1, kWide, 0.5f, 0.0f), static_cast<std::size_t>(kWide - 1));
 }
 
 } // namespace

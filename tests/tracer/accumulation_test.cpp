@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <stdexcept>
 #include <vector>
 
 namespace verdanium {
@@ -161,6 +162,26 @@ TEST_F(Accumulation, ManyThreadsAgreeWithOneInExpectation) {
         many += means[1][i].x + means[1][i].y + means[1][i].z;
     }
     EXPECT_NEAR(many / one, 1.0, 0.02);
+}
+
+TEST_F(Accumulation, AFailureOnAWorkerReachesTheCaller) {
+    // No branches at a surface is a division by zero inside the kernel, on a pool thread here.
+    RecursivePathTracer renderer(picture(16, 16));
+    renderer.setRenderMode(RenderModePathTrace);
+    renderer.setSecondaryBounceCount(0);
+    for (std::uint64_t threads : {2, 1}) {
+        renderer.setCpuThreads(threads);
+        try {
+            renderer.render(*scene);
+            ADD_FAILURE() << "the failure was lost on " << threads << " threads";
+        } catch (const std::domain_error& error) {
+            EXPECT_STREQ(error.what(), "element not invertible");
+        }
+    }
+    // The pool is free again for the next frame.
+    renderer.setSecondaryBounceCount(1);
+    renderer.setCpuThreads(2);
+    EXPECT_NO_THROW(renderer.render(*scene));
 }
 
 TEST_F(Accumulation, ConversionDividesByTheCountAndAppliesGamma) {

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <memory>
 #include <numbers>
 #include <random>
 #include <regex>
@@ -147,19 +148,25 @@ TEST_F(FirstSceneTest, ShipPartsHaveTheirKeysAndIds) {
     EXPECT_EQ(translationOf(right->transform), (Vec3{-13.793f, 8.991f, -1.88f}));
 }
 
-// Runs after the tests above (same suite, declaration order): it moves the scene.
 TEST_F(FirstSceneTest, ShipFliesItsClosedFormAndRecreationWhilePausedRestartsIt) {
+    // A scene of its own: the shared one must stay as first built, whatever order the tests run in.
+    ::testing::internal::CaptureStdout();
+    const auto flying = std::make_unique<Scene>();
+    ::testing::internal::GetCapturedStdout();
+    Scene& world = *flying;
+    gPaused = false;
+
     auto shipOf = [](Scene& s) { return dynamic_cast<Ship*>(s.entities.rbegin()->second.get()); };
-    Ship* ship = shipOf(*scene);
+    Ship* ship = shipOf(world);
     ASSERT_NE(ship, nullptr);
     int steps = 0;
     for (int target : {1, 250, 1337, 2001}) {
         while (steps < target) {
-            scene->update(0.01);
+            world.update(0.01);
             ++steps;
         }
         const double t = ship->flightTime;
-        EXPECT_EQ(ship->flightTime, scene->time);
+        EXPECT_EQ(ship->flightTime, world.time);
         const Vec3 at = translationOf(ship->transform);
         EXPECT_NEAR(at.x, std::sin(1.2 * t - 0.1) + std::sin(t) + 0.5 * std::sin(2.3 * t - 0.4), 1e-4);
         EXPECT_NEAR(at.y, 30 * std::sin(0.5 * t) + std::sin(1.1 * t - 0.7) + 0.3 * std::sin(2.1 * t - 0.3),
@@ -186,29 +193,29 @@ TEST_F(FirstSceneTest, ShipFliesItsClosedFormAndRecreationWhilePausedRestartsIt)
         }
     }
     ASSERT_TRUE(gPaused);
-    EXPECT_GT(scene->time, 20.0f);
+    EXPECT_GT(world.time, 20.0f);
     EXPECT_GT(translationOf(ship->transform).z, 2000.0f);
 
     // Recreating while paused restarts the clock, keeps the pause and continues the keys.
     ::testing::internal::CaptureStdout();
-    scene->recreate(0, 1, 4);
+    world.recreate(0, 1, 4);
     const std::string recreated = ::testing::internal::GetCapturedStdout();
     EXPECT_EQ(recreated.substr(0, recreated.find('\n') + 1),
               "recreating scene with 4 objects of radius 2 with 16 triangles each (64 triangles in total)\n");
     EXPECT_NE(recreated.find(" ms to create 17 nodes\n"), std::string::npos);
     EXPECT_TRUE(gPaused);
-    EXPECT_EQ(scene->time, 0.0f);
-    EXPECT_EQ(scene->entities.begin()->first, 262u);
-    EXPECT_EQ(scene->nextEntityKey, 262u + 9u);
-    EXPECT_EQ(scene->leafSize, 4u);
+    EXPECT_EQ(world.time, 0.0f);
+    EXPECT_EQ(world.entities.begin()->first, 262u);
+    EXPECT_EQ(world.nextEntityKey, 262u + 9u);
+    EXPECT_EQ(world.leafSize, 4u);
 
     // Paused steps leave the new ship at its start; the first flying step puts
     // it at its pose for t = 0.01.
-    scene->update(0.01);
-    ship = shipOf(*scene);
+    world.update(0.01);
+    ship = shipOf(world);
     EXPECT_EQ(ship->transform.forward, Mat4::identity());
     gPaused = false;
-    scene->update(0.01);
+    world.update(0.01);
     EXPECT_EQ(ship->flightTime, 0.01f);
     EXPECT_EQ(translationOf(ship->transform), shipFlightPose(0.01f).position);
     EXPECT_FALSE(gPaused);

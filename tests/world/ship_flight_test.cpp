@@ -31,14 +31,5 @@ TEST(ShipFlight, PoseFollowsTheClosedFormsAtChosenTimes) {
     }
 }
 
-TEST(ShipFlight, StartsBelowTheRailAndEndsPastTheSlab) {
-    const ShipFlightPose start = shipFlightPose(0.0f);
-    EXPECT_FLOAT_EQ(start.position.y, std::sin(-0.7f) + 0.3f * std::sin(-0.3f));
-    EXPECT_EQ(start.position.z, 0.0f);
-    // Pure roll tilts the engines against each other: they differ by the roll rate.
-    EXPECT_NEAR(start.rightTilt - start.leftTilt, start.rollRate, 1e-6f);
-    EXPECT_GT(shipFlightPose(20.01f).position.z, 2000.0f);
-}
-
 } // namespace
 } // namespace verdanium

@@ -1,5 +1,5 @@
 // verdanium-bench: figures for the path-traced frame, one line per measurement in the form
-// "bench <name>: <value> <unit>", so that runs can be compared by a script.
+// "figure <name> <value> <unit>", so that runs can be compared by a script.
 //
 // The scene is the program's default one with the flight advanced to 10 s and paused, traced at 640 x 480 in
 // RenderModePathTrace with the default depth, bounce count and direct light. Measured: the frame time for
@@ -68,7 +68,7 @@ struct FrameTime {
 };
 
 void printFigure(const char* name, double value, const char* unit) {
-    std::printf("bench %s: %.3f %s\n", name, value, unit);
+    std::printf("figure %s %.3f %s\n", name, value, unit);
     std::fflush(stdout);
 }
 
@@ -170,8 +170,18 @@ void run() {
     RecursivePathTracer& renderer = session.renderer;
     Scene& scene = session.scene;
     renderer.setRenderMode(RenderModePathTrace);
-    std::printf("bench threads_available: %llu threads\n",
+    std::printf("figure threads_available %llu threads\n",
                 static_cast<unsigned long long>(gTaskScheduler.threadCount()));
+
+    // What a frame costs besides tracing, on the main thread alone: conversion of the sums, glDrawPixels,
+    // clear and the rest of render. It bounds what more threads can gain.
+    // One traced frame first, so that every pixel has a count and the conversion does its full work.
+    renderer.setCpuThreads(2);
+    renderer.render(scene);
+    renderer.setCpuThreads(0);
+    printFigure("pathtrace_frame_untraced", timeFrame([&] { renderer.render(scene); }).wall * 1000.0, "ms");
+    printFigure("pathtrace_conversion", timeFrame([&] { renderer.convertAccumulation(); }).wall * 1000.0,
+                "ms");
 
     FrameTime ours[2][2] = {}; // [intersector][threads - 1]
     for (std::int32_t intersector : {1, 0}) {

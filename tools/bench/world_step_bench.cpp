@@ -56,13 +56,13 @@ void benchWorldSteps(Scene& scene) {
         const unsigned asteroids = 4u << (2 * exponent);
         const double recreate = timedRecreate(scene, exponent);
         const double step = medianStep(scene, asteroids > 100000 ? 7 : 21);
-        std::printf("bench world_recreate_%u_asteroids: %.3f ms\n", asteroids, recreate);
-        std::printf("bench world_step_%u_asteroids: %.3f ms\n", asteroids, step);
+        std::printf("figure world_recreate_%u_asteroids %.3f ms\n", asteroids, recreate);
+        std::printf("figure world_step_%u_asteroids %.3f ms\n", asteroids, step);
         std::fflush(stdout);
         if (step < kRealTimeMilliseconds)
             largestRealTime = asteroids;
     }
-    std::printf("bench world_real_time_asteroids: %u asteroids\n", largestRealTime);
+    std::printf("figure world_real_time_asteroids %u asteroids\n", largestRealTime);
     std::fflush(stdout);
 }
 

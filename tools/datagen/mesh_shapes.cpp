@@ -16,6 +16,32 @@ Vector2 circlePoint(int j, int n) {
     return {portableCos(angle), portableSin(angle)};
 }
 
+// Joins each ring k in [first, last) to ring k + 1 by quads. Ring k is segments + 1 vertices from ring[k] on,
+// the last a seam copy of the first.
+void joinRings(Surface& surface, const std::vector<std::uint32_t>& ring, std::size_t first, std::size_t last,
+               int segments) {
+    for (std::size_t k = first; k < last; ++k) {
+        for (int j = 0; j < segments; ++j) {
+            surface.addQuad(ring[k] + j, ring[k] + j + 1, ring[k + 1] + j + 1, ring[k + 1] + j);
+        }
+    }
+}
+
+// Closes the ring that begins at vertex `start` with a fan to `apex`, one apex vertex per segment so that
+// every fan triangle keeps a non-degenerate texture mapping. The fan at the start of a shape runs the other
+// way round, as the quads would with a ring of zero radius before the first.
+void capRing(Surface& surface, std::uint32_t start, int segments, const Vector3& apex,
+             const TextureRect& rect, double v, bool atStart) {
+    for (int j = 0; j < segments; ++j) {
+        auto tip = surface.addVertex(apex, rect.at((j + 0.5) / segments, v));
+        if (atStart) {
+            surface.addTriangle(tip, start + j + 1, start + j);
+        } else {
+            surface.addTriangle(tip, start + j, start + j + 1);
+        }
+    }
+}
+
 } // namespace
 
 Surface makeLathe(const std::vector<Vector2>& profile, int segments, const TextureRect& rect) {
@@ -40,27 +66,11 @@ Surface makeLathe(const std::vector<Vector2>& profile, int segments, const Textu
             surface.addVertex(p, rect.at(static_cast<double>(j) / segments, arc[k] / arc[last]));
         }
     }
-    for (std::size_t k = 1; k + 1 < last; ++k) {
-        for (int j = 0; j < segments; ++j) {
-            auto a = ring[k] + j, b = ring[k] + j + 1, c = ring[k + 1] + j + 1, d = ring[k + 1] + j;
-            surface.addQuad(a, b, c, d);
-        }
-    }
-    // Fans at the two axis points, with one apex vertex per segment so that every
-    // fan triangle keeps a non-degenerate texture mapping.
+    joinRings(surface, ring, 1, last - 1, segments);
+    // Fans at the two axis points.
     for (std::size_t end : {std::size_t{0}, last}) {
         std::size_t k = end == 0 ? 1 : last - 1;
-        for (int j = 0; j < segments; ++j) {
-            Vector3 apex{0.0, 0.0, profile[end].y};
-            auto tip = surface.addVertex(apex, rect.at((j + 0.5) / segments, arc[end] / arc[last]));
-            // The start fan runs the other way round, as the quads would with a
-            // ring of zero radius before the first.
-            if (end == 0) {
-                surface.addTriangle(tip, ring[k] + j + 1, ring[k] + j);
-            } else {
-                surface.addTriangle(tip, ring[k] + j, ring[k] + j + 1);
-            }
-        }
+        capRing(surface, ring[k], segments, {0.0, 0.0, profile[end].y}, rect, arc[end] / arc[last], end == 0);
     }
     orientOutward(surface);
     return surface;
@@ -92,21 +102,9 @@ Surface makeLoft(const std::vector<LoftSection>& sections, int ringPoints, const
                               rect.at(static_cast<double>(j) / ringPoints, arc[k] / total));
         }
     }
-    for (std::size_t k = 0; k + 1 < sections.size(); ++k) {
-        for (int j = 0; j < ringPoints; ++j) {
-            surface.addQuad(ring[k] + j, ring[k] + j + 1, ring[k + 1] + j + 1, ring[k + 1] + j);
-        }
-    }
+    joinRings(surface, ring, 0, sections.size() - 1, ringPoints);
     for (std::size_t k : {std::size_t{0}, sections.size() - 1}) {
-        for (int j = 0; j < ringPoints; ++j) {
-            double v = arc[k] / total;
-            auto centre = surface.addVertex(sections[k].centre, rect.at((j + 0.5) / ringPoints, v));
-            if (k == 0) {
-                surface.addTriangle(centre, ring[k] + j + 1, ring[k] + j);
-            } else {
-                surface.addTriangle(centre, ring[k] + j, ring[k] + j + 1);
-            }
-        }
+        capRing(surface, ring[k], ringPoints, sections[k].centre, rect, arc[k] / total, k == 0);
     }
     orientOutward(surface);
     return surface;

@@ -44,12 +44,9 @@ double reduce(double x, int& quadrant) {
     return (x - k * kHalfPiHigh) - k * kHalfPiLow;
 }
 
-} // namespace
-
-double portableSin(double x) {
-    int quadrant = 0;
-    double r = reduce(x, quadrant);
-    switch (quadrant) {
+// sin(r + quadrant * pi / 2) from the kernels alone.
+double sinOfQuadrant(double r, int quadrant) {
+    switch (quadrant & 3) {
     case 0:
         return sinKernel(r);
     case 1:
@@ -61,19 +58,19 @@ double portableSin(double x) {
     }
 }
 
+} // namespace
+
+double portableSin(double x) {
+    int quadrant = 0;
+    double r = reduce(x, quadrant);
+    return sinOfQuadrant(r, quadrant);
+}
+
+// cos(x) = sin(x + pi / 2): one quadrant further on, with the same reduced argument.
 double portableCos(double x) {
     int quadrant = 0;
     double r = reduce(x, quadrant);
-    switch (quadrant) {
-    case 0:
-        return cosKernel(r);
-    case 1:
-        return -sinKernel(r);
-    case 2:
-        return -cosKernel(r);
-    default:
-        return sinKernel(r);
-    }
+    return sinOfQuadrant(r, quadrant + 1);
 }
 
 double portableTan(double x) {

@@ -10,8 +10,13 @@ ProgressBar::ProgressBar(std::string label_, std::uint64_t total_)
     : label(std::move(label_)), total(total_), visible(isatty(STDERR_FILENO) != 0) {}
 
 ProgressBar::~ProgressBar() {
+    finish();
+}
+
+void ProgressBar::finish() {
     if (drawn) {
         std::fputc('\n', stderr);
+        drawn = false;
     }
 }
 

@@ -14,6 +14,8 @@ public:
 
     // Marks `done` of `total` steps as finished and redraws.
     void update(std::uint64_t done);
+    // Ends the bar's line, so that later output starts on a line of its own. Called by the destructor too.
+    void finish();
 
 private:
     std::string label;

@@ -32,6 +32,7 @@ int run(const RenderOptions& options) {
         session.renderer.render(session.scene);
         progress.update(frame + 1);
     }
+    progress.finish();
     writePng(options.output, options.width, options.height, session.readPixels());
     std::cout << "wrote " << options.output << '\n';
     return 0;
