@@ -214,7 +214,9 @@ void Window::destroyNativeWindow() {
             XUngrabPointer(display, CurrentTime);
         XDestroyWindow(display, handle);
         XFreeColormap(display, colormap);
-        XFlush(display);
+        // Waits for the server, so that once this returns no other client can
+        // still see the window.
+        XSync(display, False);
     }
     handle = 0;
     colormap = 0;
