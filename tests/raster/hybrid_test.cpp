@@ -95,8 +95,9 @@ TEST_F(HybridTest, TheWorkListHoldsExactlyTheCoveredPixelsWithWorldPositionsAndN
 }
 
 // The raster pass runs only on a change: still frames add the bounce count to
-// the listed pixels' counts, a change starts them again.
-TEST_F(HybridTest, TracedFramesAddToCoveredPixelsOnlyUntilTheSceneChanges) {
+// the listed pixels' counts, a change starts them again in the same targets.
+// The targets are rebuilt only after setRenderMode or for a new pixel count.
+TEST_F(HybridTest, TheRasterPassAndTheTargetRebuildRunOnlyWhenTheirRulesSay) {
     addEntity(makeCube(6.0f), Transform{});
     renderer->setCpuThreads(1);
     renderer->setSecondaryBounceCount(2);
@@ -106,11 +107,12 @@ TEST_F(HybridTest, TracedFramesAddToCoveredPixelsOnlyUntilTheSceneChanges) {
     ASSERT_FALSE(renderer->workList.empty());
     for (std::size_t i = 0; i < listed.size(); ++i)
         ASSERT_EQ(renderer->accumulation[i].w, listed[i] ? 4.0f : 0.0f) << "pixel " << i;
-
+    const std::uint32_t firstDiffuse = renderer->diffuseTexture;
     ++scene->changeCount;
     renderer->render(*scene);
     for (const PixelRecord& record : renderer->workList)
         ASSERT_EQ(renderer->accumulation[record.index].w, 2.0f);
+    EXPECT_EQ(renderer->diffuseTexture, firstDiffuse);
 
     // A frame gives back every binding, unit 1's texture included.
     glActiveTexture(GL_TEXTURE1);
@@ -119,6 +121,26 @@ TEST_F(HybridTest, TracedFramesAddToCoveredPixelsOnlyUntilTheSceneChanges) {
     EXPECT_EQ(testing::boundState(), (std::array<int, 4>{0, 0, 0, 0}));
     EXPECT_FALSE(glIsEnabled(GL_LIGHTING) || glIsEnabled(GL_TEXTURE_2D));
     EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+
+    // setRenderMode rebuilds even at the same size; the old diffuse name stays allocated.
+    renderer->setRenderMode(RenderModeHybrid);
+    renderer->render(*scene);
+    const std::uint32_t secondDiffuse = renderer->diffuseTexture;
+    EXPECT_NE(secondDiffuse, firstDiffuse);
+    EXPECT_TRUE(glIsTexture(firstDiffuse));
+
+    // A resize alone keeps the targets (the tracer skips records beyond the
+    // smaller sums); the next change builds them at the new size.
+    renderer->resize(32, 24);
+    renderer->render(*scene);
+    EXPECT_EQ(renderer->diffuseTexture, secondDiffuse);
+    EXPECT_EQ(renderer->positionTexels.size(), static_cast<std::size_t>(kWidth * kHeight));
+    ++scene->changeCount;
+    renderer->render(*scene);
+    EXPECT_NE(renderer->diffuseTexture, secondDiffuse);
+    EXPECT_EQ(renderer->positionTexels.size(), 32u * 24u);
+    while (glGetError() != GL_NO_ERROR) {
+    } // GL refuses the upload of the larger sums into the old targets
 }
 
 // Covered pixels show the diffuse colour times the mean of the sums; pixels with
@@ -145,38 +167,6 @@ TEST_F(HybridTest, TheCompositeDividesTheSumsByTheCountAndMultipliesTheDiffuseCo
         }
         ASSERT_TRUE(testing::near(screen[i].xyz(), expected, 0.6f / 255.0f)) << "pixel " << i;
     }
-}
-
-TEST_F(HybridTest, TargetsAreRebuiltOnModeChangesAndPixelCountChangesOnly) {
-    addEntity(makeCube(6.0f), Transform{});
-    renderer->render(*scene);
-    const std::uint32_t firstDiffuse = renderer->diffuseTexture;
-
-    // A change of the scene rasterises again into the same targets.
-    ++scene->changeCount;
-    renderer->render(*scene);
-    EXPECT_EQ(renderer->diffuseTexture, firstDiffuse);
-
-    // setRenderMode rebuilds even at the same size; the old diffuse name stays allocated.
-    renderer->setRenderMode(RenderModeHybrid);
-    renderer->render(*scene);
-    const std::uint32_t secondDiffuse = renderer->diffuseTexture;
-    EXPECT_NE(secondDiffuse, firstDiffuse);
-    EXPECT_TRUE(glIsTexture(firstDiffuse));
-
-    // A resize alone keeps the targets (records beyond the smaller sums are
-    // skipped by the tracer); the next change builds them at the new size.
-    renderer->resize(32, 24);
-    renderer->setCpuThreads(1);
-    renderer->render(*scene);
-    EXPECT_EQ(renderer->diffuseTexture, secondDiffuse);
-    EXPECT_EQ(renderer->positionTexels.size(), static_cast<std::size_t>(kWidth * kHeight));
-    ++scene->changeCount;
-    renderer->render(*scene);
-    EXPECT_NE(renderer->diffuseTexture, secondDiffuse);
-    EXPECT_EQ(renderer->positionTexels.size(), 32u * 24u);
-    while (glGetError() != GL_NO_ERROR) {
-    } // the upload of the larger sums into the old targets is refused by GL
 }
 
 // A square facing the eye, textured with 2 x 2 texels: the diffuse target must
