@@ -1,6 +1,5 @@
+#include "app/app_test.h"
 #include "app/key_commands.h"
-#include "app/program_state.h"
-#include "app/recording_renderer.h"
 #include "foundation/math/transform.h"
 #include "platform/event.h"
 #include "world/scene.h"
@@ -23,7 +22,7 @@ Transform railCamera(float time) {
     return makeTranslation(Vec3{0, -30, time * 100.0f - 70.0f}) * makeRotation(Vec3{0, 1, 0}, 3.1415927f);
 }
 
-class SceneFlightTest : public testing::ProgramStateTest {
+class SceneFlightTest : public testing::AppTest {
 protected:
     void pressPause() {
         KeyboardEvent event{};
@@ -31,8 +30,6 @@ protected:
         event.pressed = true;
         handleKeyboardEvent(event, scene, renderer);
     }
-    Scene scene{kEmptyScene};
-    testing::RecordingRenderer renderer;
 };
 
 TEST_F(SceneFlightTest, FlyingStepsPutTheCameraOnItsRailWhateverTheKeysSay) {
