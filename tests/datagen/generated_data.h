@@ -1,13 +1,11 @@
 #pragma once
 
-// The generated data tree as the data tests see it: the models read through the program's own OBJ reader
-// (what the program will actually get), and a strict reader of the float image format that names the first
-// departure from it.
+// The generated data tree as the data tests see it. They read it through the program's own readers, which
+// refuse every departure from the formats they take, so that they check what the program will actually get.
 
 #include "foundation/math/vec3.h"
 #include "geometry/obj_reader.h"
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -60,43 +58,6 @@ inline std::filesystem::path resolveTexture(const std::string& mapPath) {
     const std::string prefix = "../../../data/";
     return mapPath.rfind(prefix, 0) == 0 ? dataRoot() / mapPath.substr(prefix.size())
                                          : std::filesystem::path();
-}
-
-struct PfImage {
-    int width = 0;
-    int height = 0;
-    std::vector<float> rgb;
-    std::string problem; // empty when the file is well formed
-};
-
-// "PF", the width, the height and a dummy line, each ended by a line feed, then exactly width x height x 3
-// little-endian floats (this machine's order).
-inline PfImage readPf(const std::filesystem::path& path) {
-    PfImage image;
-    const std::string bytes = readFile(path);
-    std::istringstream in(bytes);
-    std::string format, width, height, dummy;
-    if (!std::getline(in, format) || format != "PF")
-        image.problem = "line 1 is not exactly PF";
-    else if (!std::getline(in, width) || !std::getline(in, height) || !std::getline(in, dummy) || in.eof())
-        image.problem = "header lines missing";
-    if (!image.problem.empty())
-        return image;
-    image.width = std::atoi(width.c_str());
-    image.height = std::atoi(height.c_str());
-    const std::size_t start = static_cast<std::size_t>(in.tellg());
-    const std::size_t expected = std::size_t(image.width) * image.height * 12;
-    if (width != std::to_string(image.width) || height != std::to_string(image.height) || image.width < 1 ||
-        image.height < 1)
-        image.problem = "width or height is not a plain positive number";
-    else if (bytes.size() - start != expected)
-        image.problem = "payload of " + std::to_string(bytes.size() - start) + " bytes, expected " +
-                        std::to_string(expected);
-    else {
-        image.rgb.resize(expected / 4);
-        std::memcpy(image.rgb.data(), bytes.data() + start, expected);
-    }
-    return image;
 }
 
 } // namespace verdanium::datagen_test

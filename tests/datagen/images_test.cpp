@@ -1,9 +1,11 @@
-// The float images: every file in the exact layout the program's image reader demands, textures as plain
-// albedo, and the background as a seamless cube-map strip of HDR radiance.
+// The float images through the program's own reader: every file in the exact layout it takes, textures as
+// plain albedo, and the background as a seamless cube-map strip of HDR radiance.
 
 #include "generated_data.h"
 #include "raster/cube_map.h"
+#include "raster/image.h"
 #include "raster/texture.h"
+#include "support/gl_test_context.h"
 
 #include <gtest/gtest.h>
 
@@ -13,44 +15,56 @@
 namespace verdanium::datagen_test {
 namespace {
 
+// The image at `path`, which must load without a word on standard error (the reader's way of refusing a
+// header or a payload of the wrong length).
+std::unique_ptr<Image> readImage(const std::filesystem::path& path) {
+    ::testing::internal::CaptureStderr();
+    auto image = std::make_unique<Image>(path.string());
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "") << path;
+    EXPECT_EQ(image->pixels.size(), std::size_t(image->width * image->height)) << path;
+    return image;
+}
+
 TEST(Images, AreWellFormedWithFiniteNonNegativeValues) {
+    VERDANIUM_REQUIRE_GL();
     int files = 0;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(dataRoot())) {
         if (entry.path().extension() != ".pbm")
             continue;
         ++files;
-        const PfImage image = readPf(entry.path());
-        ASSERT_TRUE(image.problem.empty()) << entry.path() << ": " << image.problem;
+        const auto image = readImage(entry.path());
         // A surface can't reflect more light than it receives.
         const float most = entry.path().string().find("/models/") != std::string::npos ? 1.0f : INFINITY;
-        for (float value : image.rgb)
-            ASSERT_TRUE(std::isfinite(value) && value >= 0.0f && value <= most) << entry.path();
+        for (const Vec3& pixel : image->pixels)
+            for (int c = 0; c < 3; ++c)
+                ASSERT_TRUE(std::isfinite(pixel[c]) && pixel[c] >= 0.0f && pixel[c] <= most) << entry.path();
     }
     EXPECT_GE(files, 12);
 }
 
-class Background : public testing::Test {
+class Background : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { strip = readPf(dataRoot() / "backgrounds/orange/radiance.pbm"); }
-    void SetUp() override { ASSERT_TRUE(strip.problem.empty()) << strip.problem; }
-
+    void SetUp() override {
+        VERDANIUM_REQUIRE_GL();
+        strip = readImage(dataRoot() / "backgrounds/orange/radiance.pbm");
+        ASSERT_FALSE(strip->pixels.empty());
+    }
     // Brightness in a direction, through the program's own lookup (face choice, strip coordinates, nearest
     // texel with repeating wrap), with stars cut off so that single bright texels don't dominate the sums.
-    static float level(const Vec3& direction) {
+    float level(const Vec3& direction) const {
         const StripCoordinates c = cubeMapStripCoordinates(direction);
-        const std::size_t texel = texelIndex(WrapRepeat, strip.width, strip.height, c.u, c.v) * 3;
-        return std::min((strip.rgb[texel] + strip.rgb[texel + 1] + strip.rgb[texel + 2]) / 3.0f, 1.0f);
+        const Vec3& texel = strip->pixels[texelIndex(WrapRepeat, strip->width, strip->height, c.u, c.v)];
+        return std::min((texel.x + texel.y + texel.z) / 3.0f, 1.0f);
     }
-    static PfImage strip;
+    std::unique_ptr<Image> strip;
 };
-PfImage Background::strip;
 
 TEST_F(Background, IsAStripOfSixFacesOfHdrNebulaAndStars) {
-    EXPECT_GE(strip.width, 256);
-    EXPECT_EQ(strip.height, 6 * strip.width);
+    EXPECT_GE(strip->width, 256);
+    EXPECT_EQ(strip->height, 6 * strip->width);
     std::vector<float> levels;
-    for (std::size_t i = 0; i < strip.rgb.size(); i += 3)
-        levels.push_back((strip.rgb[i] + strip.rgb[i + 1] + strip.rgb[i + 2]) / 3.0f);
+    for (const Vec3& pixel : strip->pixels)
+        levels.push_back((pixel.x + pixel.y + pixel.z) / 3.0f);
     std::sort(levels.begin(), levels.end());
     EXPECT_GT(levels.back(), 2.0f) << "no bright stars";
     EXPECT_GT(levels[levels.size() / 100], 0.005f) << "the nebula has black holes";
@@ -62,7 +76,7 @@ TEST_F(Background, FacesMeetWithoutSeams) {
     // Along each of the twelve cube edges, compare the step across the edge with an equal step inside the
     // face on either side. A face stored mirrored, turned or swapped makes the step across the edge as large
     // as the difference between unrelated texels.
-    const float step = 1.5f / strip.width;
+    const float step = 1.5f / strip->width;
     const int samples = 400;
     for (int axisA = 0; axisA < 3; ++axisA) {
         for (int axisB = axisA + 1; axisB < 3; ++axisB) {
