@@ -5,6 +5,7 @@
 
 #include "app/frame_loop.h"
 #include "app/program_paths.h"
+#include "app/program_window.h"
 #include "app/stopwatch.h"
 #include "foundation/resource_cache.h"
 #include "platform/window.h"
@@ -16,19 +17,6 @@
 
 namespace verdanium {
 namespace {
-
-WindowSettings programWindowSettings() {
-    WindowSettings settings;
-    settings.width = 640;
-    settings.height = 480;
-    settings.redBits = 8;
-    settings.greenBits = 8;
-    settings.blueBits = 8;
-    settings.alphaBits = 8;
-    settings.depthBits = 24;
-    settings.stencilBits = 8;
-    return settings;
-}
 
 // Publishes the program's stopwatch for event time stamps while it lives.
 class ProgramStopwatch {

@@ -1,5 +1,6 @@
 #include "app/stopwatch.h"
 
+#include <atomic>
 #include <cstdint>
 #include <ctime>
 #include <stdexcept>
@@ -11,7 +12,8 @@ Stopwatch* gStopwatch = nullptr;
 namespace {
 
 // Counts per second of the clock, shared by every stopwatch; 0 until first use.
-std::int64_t gClockFrequency = 0;
+// Atomic so that stopwatches started on two threads at once may both set it.
+std::atomic<std::int64_t> gClockFrequency{0};
 
 // The monotonic clock counts nanoseconds; its frequency is known once the clock
 // has been seen to work.

@@ -34,7 +34,6 @@ public:
     }
 
     bool contains(const std::string& name) const { return entries.find(name) != entries.end(); }
-    std::size_t size() const { return entries.size(); }
 
     // Drops the table's references; resources still held elsewhere live on.
     void clear() { entries.clear(); }

@@ -1,6 +1,5 @@
 #include "foundation/thread_registry.h"
 
-#include <atomic>
 #include <csignal>
 #include <unistd.h>
 
@@ -16,10 +15,7 @@ namespace {
 // path uses it, and the process ends soon after.
 constexpr int kSuspendSignal = SIGUSR2;
 
-std::atomic<std::uint32_t> parkedThreads{0};
-
 void parkThread(int) {
-    parkedThreads.fetch_add(1);
     for (;;)
         pause();
 }
@@ -35,16 +31,12 @@ void installSuspendHandler() {
     (void)installed;
 }
 
-} // namespace
-
 void suspendThread(pthread_t thread) {
     installSuspendHandler();
     pthread_kill(thread, kSuspendSignal);
 }
 
-std::uint32_t suspendedThreadCount() {
-    return parkedThreads.load();
-}
+} // namespace
 
 void suspendOtherThreads() {
     std::lock_guard registryLock(gThreadRegistryLock);

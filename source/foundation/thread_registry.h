@@ -26,14 +26,9 @@ struct ThreadRecord {
 extern ThreadTable gThreadRegistry;
 extern std::recursive_mutex gThreadRegistryLock;
 
-// Suspends every registered thread other than the caller, dropping records
-// whose release was requested once no walk uses them.
+// Suspends every registered thread other than the caller, for the rest of the
+// process's life, dropping records whose release was requested once no walk
+// uses them.
 void suspendOtherThreads();
-
-// Parks the given thread in a signal handler for the rest of the process's life.
-void suspendThread(pthread_t thread);
-
-// How many threads are parked by suspendThread so far.
-std::uint32_t suspendedThreadCount();
 
 } // namespace verdanium

@@ -101,12 +101,6 @@ inline bool slabHits(const BvhNode& node, const SlabRay& ray, float limit, float
     return !reject;
 }
 
-// The box test of the any-hit traversal: the slab test limited by ray.tMax alone.
-inline bool rayHitsBox(const BvhNode& node, const Ray& ray, const Vec3& inverseDirection,
-                       const std::uint32_t sign[3]) {
-    return slabHits(node, makeSlabRay(ray.origin, inverseDirection, sign), ray.tMax, ray.tMin);
-}
-
 // The search limit of a nearest-hit query: ray.tMax if hit.t >= ray.tMax, else hit.t. Written as
 // tMax < t ? tMax : t (minss), which agrees on every input: a NaN hit.t gives hit.t, a NaN tMax gives hit.t,
 // equal values give that value.

@@ -27,35 +27,28 @@ OffscreenContext::OffscreenContext(std::uint32_t width, std::uint32_t height)
             throw std::runtime_error("off-screen context: desktop OpenGL is not available through EGL");
         }
         // The same bits as the program's window asks for.
-        const EGLint configAttributes[] = {EGL_SURFACE_TYPE,
-                                           EGL_PBUFFER_BIT,
-                                           EGL_RENDERABLE_TYPE,
-                                           EGL_OPENGL_BIT,
-                                           EGL_RED_SIZE,
-                                           8,
-                                           EGL_GREEN_SIZE,
-                                           8,
-                                           EGL_BLUE_SIZE,
-                                           8,
-                                           EGL_ALPHA_SIZE,
-                                           8,
-                                           EGL_DEPTH_SIZE,
-                                           24,
-                                           EGL_STENCIL_SIZE,
-                                           8,
-                                           EGL_NONE};
+        // clang-format off
+        const EGLint configAttributes[] = {
+            EGL_SURFACE_TYPE, EGL_PBUFFER_BIT,
+            EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT,
+            EGL_RED_SIZE, 8, EGL_GREEN_SIZE, 8, EGL_BLUE_SIZE, 8, EGL_ALPHA_SIZE, 8,
+            EGL_DEPTH_SIZE, 24, EGL_STENCIL_SIZE, 8,
+            EGL_NONE,
+        };
+        // clang-format on
         EGLConfig config = nullptr;
         EGLint configCount = 0;
         if (!eglChooseConfig(eglDisplay, configAttributes, &config, 1, &configCount) || configCount == 0) {
             throw std::runtime_error("off-screen context: no pbuffer configuration");
         }
-        const EGLint contextAttributes[] = {EGL_CONTEXT_MAJOR_VERSION,
-                                            3,
-                                            EGL_CONTEXT_MINOR_VERSION,
-                                            2,
-                                            EGL_CONTEXT_OPENGL_PROFILE_MASK,
-                                            EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT,
-                                            EGL_NONE};
+        // clang-format off
+        const EGLint contextAttributes[] = {
+            EGL_CONTEXT_MAJOR_VERSION, 3,
+            EGL_CONTEXT_MINOR_VERSION, 2,
+            EGL_CONTEXT_OPENGL_PROFILE_MASK, EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT,
+            EGL_NONE,
+        };
+        // clang-format on
         context = eglCreateContext(eglDisplay, config, EGL_NO_CONTEXT, contextAttributes);
         if (context == EGL_NO_CONTEXT) {
             context = nullptr;

@@ -79,9 +79,10 @@ Window::~Window() {
 
 void Window::registerWindowClass() {
     // The one process-wide piece, like a registered window class: the server
-    // connection with its atoms, kept for every later window.
+    // connection with its atoms, kept for every later window. Without a display
+    // this is where the program stops.
     if (!xConnection())
-        throw std::runtime_error("failed to register the window class: cannot open the X display");
+        throw std::runtime_error("failed to register the window class");
 }
 
 void Window::createNativeWindow(const WindowSettings& requested, const PixelFormat& format) {
@@ -213,7 +214,9 @@ void Window::destroyNativeWindow() {
             XUngrabPointer(display, CurrentTime);
         XDestroyWindow(display, handle);
         XFreeColormap(display, colormap);
-        XFlush(display);
+        // Waits for the server, so that once this returns no other client can
+        // still see the window.
+        XSync(display, False);
     }
     handle = 0;
     colormap = 0;

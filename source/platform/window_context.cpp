@@ -20,11 +20,38 @@ int asInt(std::uint32_t value) {
     return int(value);
 }
 
-// glXMakeCurrent reports some refusals as X errors rather than by its result.
-bool makeCurrent(Display* display, ::Window window, GLXContext context) {
+// Runs a call that makes a context with X errors trapped: a server that refuses
+// the visual, version or profile answers with an X error, which must become our
+// exception rather than Xlib's exit.
+template <typename Create>
+GLXContext createTrapped(Display* display, Create&& create) {
     XErrorTrap trap(display);
-    const bool made = glXMakeCurrent(display, window, context);
-    return !trap.failed() && made;
+    GLXContext context = create();
+    if (trap.failed() && context) {
+        glXDestroyContext(display, context);
+        context = nullptr;
+    }
+    return context;
+}
+
+// Makes `next` current on the window in the place of `current`, which it
+// destroys. A context that cannot be made current is destroyed and failureText
+// thrown; what stood before is left to the construction guard. glXMakeCurrent
+// reports some refusals as X errors rather than by its result.
+void adoptContext(Display* display, ::Window window, GLXContext& current, GLXContext next,
+                  const char* failureText, const char* checkSite) {
+    {
+        XErrorTrap trap(display);
+        const bool made = glXMakeCurrent(display, window, next);
+        if (trap.failed() || !made) {
+            glXDestroyContext(display, next);
+            throw std::runtime_error(failureText);
+        }
+    }
+    checkGlError(checkSite);
+    if (current)
+        glXDestroyContext(display, current);
+    current = next;
 }
 
 } // namespace
@@ -77,28 +104,12 @@ void Window::applyPixelFormat(const PixelFormat& format) {
 }
 
 void Window::createBootstrapContext(const PixelFormat& format) {
-    GLXContext context = nullptr;
-    {
-        XErrorTrap trap(display);
-        context = glXCreateContext(display, format.visual, nullptr, True);
-        if (trap.failed() && context) {
-            glXDestroyContext(display, context);
-            context = nullptr;
-        }
-    }
+    GLXContext context =
+        createTrapped(display, [&] { return glXCreateContext(display, format.visual, nullptr, True); });
     if (!context)
         throw std::runtime_error("could not create the rendering context");
-    if (!makeCurrent(display, handle, context)) {
-        glXDestroyContext(display, context);
-        if (renderingContext)
-            glXDestroyContext(display, renderingContext);
-        renderingContext = nullptr;
-        throw std::runtime_error("could not activate the rendering context");
-    }
-    checkGlError(gl_check_site::kWindowBootstrapContext);
-    if (renderingContext)
-        glXDestroyContext(display, renderingContext);
-    renderingContext = context;
+    adoptContext(display, handle, renderingContext, context, "could not activate the rendering context",
+                 gl_check_site::kWindowBootstrapContext);
 }
 
 void Window::loadExtensions() {
@@ -163,29 +174,14 @@ void Window::createFinalContext(const PixelFormat& format) {
     };
     // clang-format on
     GLXContext context = nullptr;
-    if (glXCreateContextAttribsARB) {
-        // A server that refuses the version or profile answers with an X error,
-        // which must become our exception rather than Xlib's exit.
-        XErrorTrap trap(display);
-        context = glXCreateContextAttribsARB(display, format.config, nullptr, True, attributes);
-        if (trap.failed() && context) {
-            glXDestroyContext(display, context);
-            context = nullptr;
-        }
-    }
+    if (glXCreateContextAttribsARB)
+        context = createTrapped(display, [&] {
+            return glXCreateContextAttribsARB(display, format.config, nullptr, True, attributes);
+        });
     if (!context)
         throw std::runtime_error("could not create the rendering context through WGL");
-    if (!makeCurrent(display, handle, context)) {
-        glXDestroyContext(display, context);
-        if (renderingContext)
-            glXDestroyContext(display, renderingContext);
-        renderingContext = nullptr;
-        throw std::runtime_error("could not activate the rendering context through WGL");
-    }
-    checkGlError(gl_check_site::kWindowFinalContext);
-    if (renderingContext)
-        glXDestroyContext(display, renderingContext);
-    renderingContext = context;
+    adoptContext(display, handle, renderingContext, context,
+                 "could not activate the rendering context through WGL", gl_check_site::kWindowFinalContext);
 }
 
 } // namespace verdanium

@@ -25,6 +25,11 @@ namespace {
 // The wheel moves in notches of this many units, positive away from the user.
 constexpr std::int32_t kWheelNotch = 120;
 
+// The program's buttons, 1 to 5 (left, right, middle, back, forward), by X's
+// button number: X numbers the middle button 2 and the right one 3, wheel
+// notches 4 and 5, sideways 6 and 7, back and forward 8 and 9. 0: no button.
+constexpr std::int32_t kButtonOfXButton[10] = {0, 1, 3, 2, 0, 0, 0, 0, 4, 5};
+
 // Someone watching the picture converge touches nothing for minutes. While the
 // window has the focus, the server's screen saver and display power saving are
 // held off by resetting their timers this often.
@@ -84,13 +89,6 @@ bool reportsPositions(Display* display, int device) {
         XIFreeDeviceInfo(info);
     absoluteByDevice[device] = absolute;
     return absolute;
-}
-
-Event buttonEvent(std::int32_t button, bool pressed) {
-    Event event{};
-    event.kind = EventKindMouseButton;
-    event.mouseButton = {button, pressed};
-    return event;
 }
 
 } // namespace
@@ -222,75 +220,59 @@ bool Window::handleRawInput(XEvent& event) {
     case XI_RawMotion: {
         // raw_values holds one value per set bit of the mask, in bit order.
         double values[2] = {};
-        bool present[2] = {};
         const double* next = raw->raw_values;
         for (int bit = 0; bit < raw->valuators.mask_len * 8; ++bit) {
             if (!XIMaskIsSet(raw->valuators.mask, bit))
                 continue;
-            if (bit < 2) {
+            if (bit < 2)
                 values[bit] = *next;
-                present[bit] = true;
-            }
             ++next;
         }
-        Event queued{};
-        if (reportsPositions(event.xcookie.display, raw->sourceid)) {
-            queued.kind = EventKindMousePosition;
-            queued.mousePosition = {std::int32_t(std::lround(values[0])),
-                                    std::int32_t(std::lround(values[1]))};
-            if (!present[0] && !present[1])
-                return true;
-        } else {
+        const bool absolute = reportsPositions(event.xcookie.display, raw->sourceid);
+        std::int32_t counts[2] = {};
+        for (int axis = 0; axis < 2; ++axis) {
+            if (absolute) {
+                counts[axis] = std::int32_t(std::lround(values[axis]));
+                continue;
+            }
             // Devices with sub-count resolution send fractions: keep what does not
             // make a whole count for the next packet, so slow motion is not lost.
-            std::int32_t counts[2] = {};
-            for (int axis = 0; axis < 2; ++axis) {
-                motionRemainder[axis] += values[axis];
-                counts[axis] = std::int32_t(std::trunc(motionRemainder[axis]));
-                motionRemainder[axis] -= counts[axis];
-            }
-            // No motion, no event: the camera's turn needs a non-zero axis.
-            if (counts[0] == 0 && counts[1] == 0)
-                return true;
-            queued.kind = EventKindMouseMotion;
-            queued.mouseMotion = {counts[0], counts[1]};
+            motionRemainder[axis] += values[axis];
+            counts[axis] = std::int32_t(std::trunc(motionRemainder[axis]));
+            motionRemainder[axis] -= counts[axis];
         }
+        // Two zeros make no event, as a packet without movement makes none: the
+        // camera's turn needs a non-zero axis.
+        if (counts[0] == 0 && counts[1] == 0)
+            return true;
+        Event queued{};
+        queued.kind = absolute ? EventKindMousePosition : EventKindMouseMotion;
+        if (absolute)
+            queued.mousePosition = {counts[0], counts[1]};
+        else
+            queued.mouseMotion = {counts[0], counts[1]};
         queueEvent(queued);
         return true;
     }
     case XI_RawButtonPress:
     case XI_RawButtonRelease: {
         const bool pressed = event.xcookie.evtype == XI_RawButtonPress;
-        // X numbers the middle button 2 and the right one 3, wheel notches 4 and
-        // 5, sideways 6 and 7, back and forward 8 and 9.
-        switch (raw->detail) {
-        case 1:
-            queueEvent(buttonEvent(1, pressed));
-            break;
-        case 3:
-            queueEvent(buttonEvent(2, pressed));
-            break;
-        case 2:
-            queueEvent(buttonEvent(3, pressed));
-            break;
-        case 8:
-            queueEvent(buttonEvent(4, pressed));
-            break;
-        case 9:
-            queueEvent(buttonEvent(5, pressed));
-            break;
-        case 4:
-        case 5:
-            if (pressed) {
-                Event queued{};
-                queued.kind = EventKindMouseWheel;
-                queued.mouseWheel = {raw->detail == 4 ? kWheelNotch : -kWheelNotch};
-                queueEvent(queued);
-            }
-            break;
-        default:
-            break;
+        Event queued{};
+        if (raw->detail == 4 || raw->detail == 5) {
+            // A wheel notch is a press and a release at once: the press counts.
+            if (!pressed)
+                return true;
+            queued.kind = EventKindMouseWheel;
+            queued.mouseWheel = {raw->detail == 4 ? kWheelNotch : -kWheelNotch};
+        } else {
+            const std::int32_t button =
+                raw->detail >= 0 && raw->detail < 10 ? kButtonOfXButton[raw->detail] : 0;
+            if (button == 0)
+                return true;
+            queued.kind = EventKindMouseButton;
+            queued.mouseButton = {button, pressed};
         }
+        queueEvent(queued);
         return true;
     }
     default:

@@ -45,24 +45,16 @@ GLuint compileShader(GLenum type, const std::string& source) {
     return shader;
 }
 
-// A log's length counts its terminator, so 1 or less means an empty log.
-void writeShaderLog(GLuint shader) {
+// Writes the info log of a shader or a program (the two kinds share the query
+// signatures). A log's length counts its terminator, so 1 or less means an
+// empty log, and nothing is written.
+void writeInfoLog(GLuint object, PFNGLGETSHADERIVPROC getLength, PFNGLGETSHADERINFOLOGPROC getLog) {
     GLint length = 0;
-    glGetShaderiv(shader, GL_INFO_LOG_LENGTH, &length);
+    getLength(object, GL_INFO_LOG_LENGTH, &length);
     if (length <= 1)
         return;
     std::string log(static_cast<std::size_t>(length), '\0');
-    glGetShaderInfoLog(shader, length, nullptr, log.data());
-    std::cerr << log.c_str() << std::endl;
-}
-
-void writeProgramLog(GLuint program) {
-    GLint length = 0;
-    glGetProgramiv(program, GL_INFO_LOG_LENGTH, &length);
-    if (length <= 1)
-        return;
-    std::string log(static_cast<std::size_t>(length), '\0');
-    glGetProgramInfoLog(program, length, nullptr, log.data());
+    getLog(object, length, nullptr, log.data());
     std::cerr << log.c_str() << std::endl;
 }
 
@@ -82,9 +74,9 @@ GlslProgram::GlslProgram(const std::string& directory) {
     glDeleteShader(fragmentShader);
     glLinkProgram(handle);
     // No status queries: warnings and errors alike are text on standard error.
-    writeShaderLog(vertexShader);
-    writeShaderLog(fragmentShader);
-    writeProgramLog(handle);
+    writeInfoLog(vertexShader, glGetShaderiv, glGetShaderInfoLog);
+    writeInfoLog(fragmentShader, glGetShaderiv, glGetShaderInfoLog);
+    writeInfoLog(handle, glGetProgramiv, glGetProgramInfoLog);
 }
 
 GlslProgram::~GlslProgram() {

@@ -35,15 +35,6 @@ void rasterizeTargets(RecursivePathTracer& r, Scene& scene) {
     r.clearAccumulation();
 }
 
-// A resize with a still scene keeps the targets, and so the work list, at the
-// old size while the sums already have the new one. The records of pixels
-// that no longer exist are dropped rather than written past the end; the next
-// change of the scene builds everything at the new size.
-void dropRecordsOutside(std::vector<PixelRecord>& workList, std::size_t pixelCount) {
-    while (!workList.empty() && workList.back().index >= pixelCount)
-        workList.pop_back();
-}
-
 } // namespace
 
 void renderHybridFrame(RecursivePathTracer& r, Scene& scene) {
@@ -51,7 +42,6 @@ void renderHybridFrame(RecursivePathTracer& r, Scene& scene) {
     const std::uint64_t changeCount = scene.changeCount;
     if (r.dirty || r.seenChangeCount != changeCount)
         rasterizeTargets(r, scene);
-    dropRecordsOutside(r.workList, r.accumulation.size());
 
     r.traceWorkList();
 

@@ -17,7 +17,8 @@ class RecursivePathTracer;
 //
 // The old framebuffer, position, normal, depth and path-trace names are
 // deleted. The old diffuse texture's name is not: it stays allocated and a new
-// one is taken, which is how this mode has always behaved. Main thread, GL
+// one is taken, so each rebuild (a mode change or a new pixel count) leaves one
+// texture behind until the context goes. Main thread, GL
 // context current; binds framebuffer 0 at the end and leaves the path-trace
 // texture bound to GL_TEXTURE_2D.
 void rebuildHybridTargets(RecursivePathTracer& renderer);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,13 +9,12 @@ struct _XDisplay;
 
 namespace verdanium::testing {
 
-// A private virtual X display for one test, so that tests running side by side
-// never see each other's windows or steal each other's focus. Without the Xvfb
-// program there is none, and the tests fall back on $DISPLAY.
+// A private Xvfb server for one test, so that tests running side by side never
+// see each other's windows or steal each other's focus. Without the Xvfb
+// program, name() is the environment's DISPLAY, or empty when there is none.
 class VirtualDisplay {
 public:
-    // A new Xvfb server, or null (with the reason in whyNot) when none can be started.
-    static std::unique_ptr<VirtualDisplay> start(std::string& whyNot);
+    VirtualDisplay();
     ~VirtualDisplay();
     VirtualDisplay(const VirtualDisplay&) = delete;
     VirtualDisplay& operator=(const VirtualDisplay&) = delete;
@@ -24,66 +22,43 @@ public:
     const std::string& name() const { return displayName; } // ":42"
 
 private:
-    VirtualDisplay(int pid, std::string name) : serverPid(pid), displayName(std::move(name)) {}
-    int serverPid;
+    int serverPid = -1;
     std::string displayName;
 };
 
-// The real program, started from its own folder on a given display, with its
-// standard output and error collected in files. The destructor kills it if it is
-// still running.
+// The real program, started from its own folder on a display, with its standard
+// output and error collected in files. The destructor kills it if it still runs.
 class ProgramSession {
 public:
-    explicit ProgramSession(std::string displayName);
+    explicit ProgramSession(const std::string& displayName);
     ~ProgramSession();
     ProgramSession(const ProgramSession&) = delete;
     ProgramSession& operator=(const ProgramSession&) = delete;
 
-    // Waits for the program's shown top-level window; 0 if none appears in time.
-    unsigned long waitForWindow(std::chrono::milliseconds timeout);
-    // The window's title as it is now ("" when it has none).
+    // Waits for the program's shown top-level window; false if none appears in time.
+    bool waitForWindow(std::chrono::milliseconds timeout);
     std::string title();
-    // Polls the title until it matches the regular expression; returns the last title seen.
-    std::optional<std::string> waitForTitle(const std::string& pattern, std::chrono::milliseconds timeout);
-    // Asks the window to close the way a window manager does: a WM_PROTOCOLS
-    // client message carrying WM_DELETE_WINDOW.
+    // Polls the title until it matches the regular expression.
+    bool waitForTitle(const std::string& pattern, std::chrono::milliseconds timeout);
     void sendCloseRequest();
-    // The window's client area as 8-bit RGB triples, row by row from the top; empty
-    // when it cannot be read.
-    struct Picture {
-        int width = 0;
-        int height = 0;
-        std::vector<unsigned char> rgb;
-        bool operator==(const Picture&) const = default;
-    };
-    Picture screenshot();
-    // Runs xdotool with the given arguments on the program's display; returns its status.
-    int xdotool(const std::vector<std::string>& arguments);
-    // Waits for the program to end; its exit status, or nullopt on timeout or a signal.
+    // The window's pixels as 8-bit RGB triples, row by row; empty when unreadable.
+    std::vector<unsigned char> screenshot();
+    // Runs xdotool with the arguments on the program's display; true on success.
+    bool xdotool(const std::string& arguments);
+    // The exit status once the program has ended; nullopt on timeout or a signal.
     std::optional<int> waitForExit(std::chrono::milliseconds timeout);
     bool running();
-
-    // Everything written so far.
     std::string standardOutput() const;
     std::string standardError() const;
 
+    unsigned long window = 0; // the program's window once waitForWindow has found it
+
 private:
     std::string displayName;
-    std::string outputPath;
-    std::string errorPath;
+    std::string folder; // holds the files of the two streams
     _XDisplay* display = nullptr;
-    unsigned long window = 0;
     int pid = -1;
     std::optional<int> exitStatus;
 };
-
-// Where the program's display comes from: a private Xvfb when possible, else the
-// environment's DISPLAY. Null when there is neither (the test then skips).
-struct DisplayChoice {
-    std::unique_ptr<VirtualDisplay> server;
-    std::string name;
-    std::string whyNone;
-};
-DisplayChoice chooseDisplay();
 
 } // namespace verdanium::testing

@@ -1,84 +1,63 @@
 #pragma once
 
-// Strict readers for the generated data tree, used by the data tests. They check
-// the forms that the program's own readers rely on and report every departure as
-// a problem text, so a test failure names the file, the line and the rule.
+// The generated data tree as the data tests see it. They read it through the program's own readers, which
+// refuse every departure from the formats they take, so that they check what the program will actually get.
 
-#include <array>
+#include "foundation/math/vec3.h"
+#include "geometry/obj_reader.h"
+
 #include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace verdanium::datagen_test {
 
-using Point = std::array<double, 3>;
-
-// The repository's data tree, as the build generated it.
-std::filesystem::path dataRoot();
-
-// The models the program loads, relative to the data tree.
-const std::vector<std::string>& modelFiles();
-const std::vector<std::string>& asteroidFiles();
-
-std::string readFile(const std::filesystem::path& path);
-
-struct ObjCorner {
-    int position, texCoord, normal; // 1-based, as in the file
-};
-
-struct ObjFace {
-    std::array<ObjCorner, 3> corners;
-    std::size_t group;
-};
-
-struct ObjGroup {
-    std::string name;
-    std::string material;
-};
-
-struct ObjFile {
-    std::string materialLibrary;
-    std::vector<Point> positions;
-    std::vector<Point> normals;
-    std::vector<std::array<double, 2>> texCoords;
-    std::vector<ObjGroup> groups;
-    std::vector<ObjFace> faces;
-    std::vector<std::string> problems;
-
-    const Point& position(const ObjCorner& c) const { return positions[c.position - 1]; }
-};
-
-ObjFile parseObj(const std::filesystem::path& path);
-
-struct MtlMaterial {
-    std::string name;
-    std::string diffuseMap;
-};
-
-// Materials in file order; `problems` collects lines the program would not take.
-std::vector<MtlMaterial> parseMtl(const std::filesystem::path& path, std::vector<std::string>& problems);
-
-struct PfImage {
-    int width = 0;
-    int height = 0;
-    std::vector<float> rgb;
-    std::string problem; // empty when the file is well formed
-};
-
-PfImage readPf(const std::filesystem::path& path);
-
-// The file that a map_Kd path names, seen from the program's working folder
-// (three levels below the repository), found instead under `root`.
-std::filesystem::path resolveTexture(const std::filesystem::path& root, const std::string& mapPath);
-
-inline Point sub(const Point& a, const Point& b) {
-    return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
+inline std::filesystem::path dataRoot() {
+#ifdef VERDANIUM_DATA_DIR
+    return VERDANIUM_DATA_DIR;
+#else
+    return std::filesystem::path(VERDANIUM_SOURCE_DIR) / "data";
+#endif
 }
-inline Point crossProduct(const Point& a, const Point& b) {
-    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+
+// The models the program loads, relative to the data tree: the five rocks first, then the ship's parts.
+inline const std::vector<std::string>& modelFiles() {
+    static const std::vector<std::string> files = {
+        "models/asteroid/random/asteroid1.obj", "models/asteroid/random/asteroid2.obj",
+        "models/asteroid/random/asteroid3.obj", "models/asteroid/random/asteroid4.obj",
+        "models/asteroid/random/asteroid5.obj", "models/ship/serenity/Hull.obj",
+        "models/ship/serenity/EngineL.obj",     "models/ship/serenity/EngineR.obj",
+        "models/ship/serenity/EngineRotor.obj"};
+    return files;
 }
-inline double dotProduct(const Point& a, const Point& b) {
-    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+constexpr std::size_t kAsteroidCount = 5;
+
+inline std::string readFile(const std::filesystem::path& path) {
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+using Model = std::unique_ptr<ObjModel, void (*)(ObjModel*)>;
+
+inline Model readModel(const std::string& file) {
+    return Model(glmReadOBJ((dataRoot() / file).string().c_str()), glmFreeModel);
+}
+
+// Element i of the reader's 1-based arrays of three.
+inline Vec3 element(const float* array, uint32_t i) {
+    return {array[3 * i], array[3 * i + 1], array[3 * i + 2]};
+}
+
+// The file that a map_Kd path names, seen from the program's working folder three levels below the
+// repository; empty where the path does not start there.
+inline std::filesystem::path resolveTexture(const std::string& mapPath) {
+    const std::string prefix = "../../../data/";
+    return mapPath.rfind(prefix, 0) == 0 ? dataRoot() / mapPath.substr(prefix.size())
+                                         : std::filesystem::path();
 }
 
 } // namespace verdanium::datagen_test

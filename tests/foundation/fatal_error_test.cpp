@@ -1,4 +1,3 @@
-#include "foundation/console.h"
 #include "foundation/fatal_error.h"
 #include "foundation/tracked_memory.h"
 
@@ -27,10 +26,6 @@ TEST(FatalErrorDeathTest, WritesTheMessageOnItsOwnLineAndExitsWithOne) {
             fatalError("Out of %s!", "memory");
         },
         ::testing::ExitedWithCode(1), "pending output\nOut of memory!\n$");
-}
-
-TEST(FatalErrorDeathTest, ExhaustedHeapEndsInOutOfMemory) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
             prepareFatalChild();
@@ -39,37 +34,16 @@ TEST(FatalErrorDeathTest, ExhaustedHeapEndsInOutOfMemory) {
         ::testing::ExitedWithCode(1), "\n\nOut of memory!\n$");
 }
 
-TEST(FatalError, SecondReportReturnsWithoutOutput) {
-    bool saved = gFatalInProgress;
+TEST(FatalError, ASecondReportReturnsWithoutOutput) {
+    const bool saved = gFatalInProgress;
     gFatalInProgress = true; // as if another report were running
     ::testing::internal::CaptureStdout();
     fatalError("Out of memory!");
     void* failed = trackedAlloc(std::size_t{1} << 62);
-    std::string output = ::testing::internal::GetCapturedStdout();
+    const std::string output = ::testing::internal::GetCapturedStdout();
     gFatalInProgress = saved;
-
     EXPECT_EQ(output, "");
     EXPECT_EQ(failed, nullptr); // the losing allocation returns to its caller
-}
-
-TEST(ConsolePrintf, WritesToStandardOutputAndEveryLogStream) {
-    std::FILE* copy = std::tmpfile();
-    ASSERT_NE(copy, nullptr);
-    std::FILE* streams[] = {copy};
-    gLogStreams.streams = streams;
-    gLogStreams.count = 1;
-    ::testing::internal::CaptureStdout();
-    consolePrintf("%s=%d\n", "answer", 42);
-    std::string output = ::testing::internal::GetCapturedStdout();
-    gLogStreams.count = 0;
-    gLogStreams.streams = nullptr;
-
-    EXPECT_EQ(output, "answer=42\n");
-    char copied[32] = {};
-    std::rewind(copy);
-    std::fread(copied, 1, sizeof(copied) - 1, copy);
-    std::fclose(copy);
-    EXPECT_STREQ(copied, "answer=42\n");
 }
 
 } // namespace

@@ -5,41 +5,35 @@
 
 #include <GL/glu.h>
 #include <gtest/gtest.h>
-#include <iostream>
 #include <sstream>
 
 namespace verdanium {
 namespace {
 
-std::string gluText(GLenum code) {
-    return reinterpret_cast<const char*>(gluErrorString(code));
+std::string firstLine(GLenum code) {
+    return std::string("GL error: ") + reinterpret_cast<const char*>(gluErrorString(code)) + "\n";
 }
 
-TEST(PrintErrorReport, WritesErrorAndLocationLines) {
+TEST(GlError, ReportHasTheLocationLineOnlyWhenThereIsALocation) {
     std::ostringstream stream;
     printErrorReport(stream, gl_check_site::kWindowFinalContext, GL_INVALID_ENUM);
-    EXPECT_EQ(stream.str(), "GL error: " + gluText(GL_INVALID_ENUM) +
-                                "\n(printErrorReport called from: ..\\source\\window(582))\n");
-}
-
-TEST(PrintErrorReport, EmptyLocationWritesOnlyTheFirstLine) {
-    std::ostringstream stream;
     printErrorReport(stream, "", GL_OUT_OF_MEMORY);
-    EXPECT_EQ(stream.str(), "GL error: " + gluText(GL_OUT_OF_MEMORY) + "\n");
+    EXPECT_EQ(stream.str(), firstLine(GL_INVALID_ENUM) +
+                                "(printErrorReport called from: ..\\source\\window(582))\n" +
+                                firstLine(GL_OUT_OF_MEMORY));
 }
 
-TEST(CheckGlError, ReportsAPendingErrorOnceOnStandardError) {
+TEST(GlError, CheckReportsAPendingErrorOnceOnStandardError) {
     VERDANIUM_REQUIRE_GL();
     while (glGetError() != GL_NO_ERROR) {
     }
     glEnable(0xFFFFu); // not a capability: GL_INVALID_ENUM
-
     ::testing::internal::CaptureStderr();
     checkGlError(gl_check_site::kBackgroundSetUp);
     checkGlError(gl_check_site::kBackgroundSetUp);
-    std::string output = ::testing::internal::GetCapturedStderr();
-    EXPECT_EQ(output, "GL error: " + gluText(GL_INVALID_ENUM) +
-                          "\n(printErrorReport called from: ..\\source\\Background(62))\n");
+    const std::string output = ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(output,
+              firstLine(GL_INVALID_ENUM) + "(printErrorReport called from: ..\\source\\Background(62))\n");
 }
 
 } // namespace

@@ -9,16 +9,30 @@
 #include <X11/extensions/XInput2.h>
 
 #include "app/program_flags.h"
-#include "x_test_support.h"
+#include "app/program_window.h"
+#include "platform/event.h"
+#include "support/x_test_support.h"
 
 #include <algorithm>
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace verdanium {
 namespace {
 
 using namespace testing;
+
+// The events of one kind now in gEventQueue, oldest first.
+std::vector<Event> queued(EventKind kind) {
+    std::vector<Event> events;
+    std::copy_if(gEventQueue.begin(), gEventQueue.end(), std::back_inserter(events),
+                 [kind](const Event& event) { return event.kind == kind; });
+    return events;
+}
 
 class WindowInputTest : public ::testing::Test {
 protected:
@@ -26,21 +40,32 @@ protected:
         if (!haveXDisplay())
             GTEST_SKIP() << "no X display";
         window = std::make_unique<Window>(programWindowSettings());
-        focusOn(window->handle);
-        ASSERT_TRUE(pumpUntil(*window, [&] { return window->focused; }));
+        ASSERT_TRUE(xdotool("windowfocus --sync " + std::to_string(window->handle)));
+        ASSERT_TRUE(pumpUntil([&] { return window->focused; }));
         gEventQueue.clear();
         gQuitRequested = false;
     }
 
-    void focusOn(unsigned long handle) {
-        ASSERT_TRUE(xdotool("windowfocus --sync " + std::to_string(handle)));
+    // Pumps the window's messages until `done` holds (false after two seconds),
+    // or, without `done`, for a while in which nothing more is expected.
+    bool pumpUntil(const std::function<bool()>& done = nullptr) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(done ? 2000 : 100);
+        while (!done || !done()) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return !done;
+            XSync(window->display, False);
+            window->dispatchMessages();
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        return true;
     }
 
-    std::vector<std::string> keyRecords() {
-        std::vector<std::string> records;
-        for (const Event& event : queuedEvents(EventKindKey))
-            records.push_back(std::string(event.keyboard.name) + (event.keyboard.pressed ? " down" : " up"));
-        return records;
+    std::vector<std::string> pressedNames() {
+        std::vector<std::string> names;
+        for (const Event& event : queued(EventKindKey))
+            if (event.keyboard.pressed)
+                names.push_back(event.keyboard.name);
+        return names;
     }
 
     // Hands the window one raw motion packet of the core pointer, whose
@@ -68,50 +93,39 @@ protected:
         EXPECT_TRUE(window->handleMessage(event));
     }
 
-    void focusChange(int type) {
-        XEvent event{};
-        event.xfocus = {type, 0, False, window->display, window->handle, NotifyNormal, NotifyNonlinear};
-        window->handleMessage(event);
-        XSync(window->display, False);
-    }
-
     XInputLock inputLock;
     std::unique_ptr<Window> window;
 };
 
-TEST_F(WindowInputTest, AHeldKeyGivesOnePressAndOneRelease) {
-    // Held past the server's auto-repeat delay, the key repeats its press.
-    ASSERT_TRUE(xdotool("keydown a sleep 1 keyup a"));
-    ASSERT_TRUE(pumpUntil(*window, [] { return queuedEvents(EventKindKey).size() >= 2; }));
-    pumpBriefly(*window);
-    EXPECT_EQ(keyRecords(), (std::vector<std::string>{"A down", "A up"}));
-
-    gEventQueue.clear();
-    window->filterKeyRepeat = false;
-    ASSERT_TRUE(xdotool("keydown a sleep 1 keyup a"));
-    ASSERT_TRUE(pumpUntil(*window, [] { return queuedEvents(EventKindKey).size() >= 3; }));
-    pumpBriefly(*window);
-    const std::vector<std::string> records = keyRecords();
-    EXPECT_EQ(records.front(), "A down");
-    EXPECT_EQ(records[1], "A down");
-    EXPECT_EQ(records.back(), "A up");
+TEST_F(WindowInputTest, AHeldKeyGivesOnePressAndOneReleaseUnlessRepeatsAreWanted) {
+    for (const bool filter : {true, false}) {
+        // Held past the server's auto-repeat delay, the key repeats its press.
+        gEventQueue.clear();
+        window->filterKeyRepeat = filter;
+        ASSERT_TRUE(xdotool("keydown a sleep 1 keyup a"));
+        ASSERT_TRUE(pumpUntil([] {
+            const std::vector<Event> keys = queued(EventKindKey);
+            return !keys.empty() && !keys.back().keyboard.pressed;
+        }));
+        const std::vector<Event> keys = queued(EventKindKey);
+        EXPECT_EQ(filter, keys.size() == 2) << keys.size() << " events";
+        EXPECT_EQ(pressedNames().front(), "A");
+    }
 }
 
 TEST_F(WindowInputTest, KeysOfTheLayoutGetTheirNames) {
     // KP_Begin is the keypad's middle key without NumLock; the name is the same.
-    ASSERT_TRUE(xdotool("key Return KP_Enter Shift_L Shift_R Control_R Alt_L KP_Begin KP_Multiply F12 "
-                        "Prior Escape space 1 minus"));
-    const std::vector<std::string> names = {
-        "return",   "numpad enter", "left shift", "right shift", "right control", "left alt", "numpad 5",
-        "numpad *", "F12",          "page up",    "escape",      "space",         "1",        "-"};
-    ASSERT_TRUE(pumpUntil(*window, [&] { return queuedEvents(EventKindKey).size() >= 2 * names.size(); }));
-    pumpBriefly(*window);
+    ASSERT_TRUE(xdotool("key Return KP_Enter Shift_R Control_R Alt_L KP_Begin F12 Prior 1 minus"));
+    const std::vector<std::string> names = {"return",      "numpad enter",
+                                            "right shift", "right control",
+                                            "left alt",    "numpad 5",
+                                            "F12",         "page up",
+                                            "1",           "-"};
+    ASSERT_TRUE(pumpUntil([&] { return queued(EventKindKey).size() >= 2 * names.size(); }));
+    pumpUntil();
     // xdotool holds a left modifier around a right one, so look for the names
     // in order among the presses rather than alone.
-    std::vector<std::string> pressed;
-    for (const Event& event : queuedEvents(EventKindKey))
-        if (event.keyboard.pressed)
-            pressed.push_back(event.keyboard.name);
+    const std::vector<std::string> pressed = pressedNames();
     auto next = pressed.begin();
     for (const std::string& name : names) {
         next = std::find(next, pressed.end(), name);
@@ -121,100 +135,59 @@ TEST_F(WindowInputTest, KeysOfTheLayoutGetTheirNames) {
 
 TEST_F(WindowInputTest, RawMouseMotionButtonsAndWheel) {
     ASSERT_TRUE(xdotool("mousemove_relative -- 5 -7"));
-    ASSERT_TRUE(pumpUntil(*window, [] { return !queuedEvents(EventKindMouseMotion).empty(); }));
-    const Event motion = queuedEvents(EventKindMouseMotion).front();
-    EXPECT_EQ(motion.mouseMotion.dx, 5);
-    EXPECT_EQ(motion.mouseMotion.dy, -7);
+    ASSERT_TRUE(pumpUntil([] { return !queued(EventKindMouseMotion).empty(); }));
+    EXPECT_EQ(queued(EventKindMouseMotion)[0].mouseMotion.dx, 5);
+    EXPECT_EQ(queued(EventKindMouseMotion)[0].mouseMotion.dy, -7);
 
     gEventQueue.clear();
     ASSERT_TRUE(xdotool("click 3 click 2 click 4 click 5"));
-    ASSERT_TRUE(pumpUntil(*window, [] { return queuedEvents(EventKindMouseWheel).size() >= 2; }));
+    ASSERT_TRUE(pumpUntil([] { return queued(EventKindMouseWheel).size() >= 2; }));
     std::vector<std::pair<int, bool>> buttons;
-    for (const Event& event : queuedEvents(EventKindMouseButton))
+    for (const Event& event : queued(EventKindMouseButton))
         buttons.emplace_back(event.mouseButton.button, event.mouseButton.pressed);
     // X's right button is the program's button 2, the middle one button 3.
     EXPECT_EQ(buttons, (std::vector<std::pair<int, bool>>{{2, true}, {2, false}, {3, true}, {3, false}}));
-    const auto wheel = queuedEvents(EventKindMouseWheel);
-    EXPECT_EQ(wheel[0].mouseWheel.amount, 120);
-    EXPECT_EQ(wheel[1].mouseWheel.amount, -120);
-}
-
-TEST_F(WindowInputTest, LosingTheFocusIsReportedAndSilencesTheMouse) {
-    Display* other = XOpenDisplay(nullptr);
-    const ::Window rival = XCreateSimpleWindow(other, DefaultRootWindow(other), 0, 0, 10, 10, 0, 0, 0);
-    XMapWindow(other, rival);
-    XSync(other, False);
-    focusOn(rival);
-
-    ASSERT_TRUE(pumpUntil(*window, [&] { return !window->focused; }));
-    const auto focus = queuedEvents(EventKindFocus);
-    ASSERT_EQ(focus.size(), 1u);
-    EXPECT_FALSE(focus[0].focus.gained);
-
-    ASSERT_TRUE(xdotool("mousemove_relative -- 9 9 key b"));
-    pumpBriefly(*window);
-    EXPECT_TRUE(queuedEvents(EventKindMouseMotion).empty());
-    EXPECT_TRUE(queuedEvents(EventKindKey).empty());
-
-    XDestroyWindow(other, rival);
-    XCloseDisplay(other);
-}
-
-TEST_F(WindowInputTest, ACloseRequestSetsTheQuitFlagAndKeepsTheWindow) {
-    sendCloseRequest(window->handle);
-    ASSERT_TRUE(pumpUntil(*window, [] { return gQuitRequested; }));
-    EXPECT_TRUE(gEventQueue.empty());
-    EXPECT_EQ(gWindows.at(window->handle), window.get());
-    XWindowAttributes attributes{};
-    EXPECT_NE(XGetWindowAttributes(window->display, window->handle, &attributes), 0);
-    gQuitRequested = false;
+    EXPECT_EQ(queued(EventKindMouseWheel)[0].mouseWheel.amount, 120);
+    EXPECT_EQ(queued(EventKindMouseWheel)[1].mouseWheel.amount, -120);
 }
 
 TEST_F(WindowInputTest, RawPacketsGiveWholeCountsAndNothingForNoMotion) {
     rawMotion({{0, 0.0}, {1, 0.0}});
     rawMotion({{2, 3.0}}); // a scroll valuator only
+    rawMotion({{0, 0.4}});
+    rawMotion({{0, 0.4}});
     EXPECT_TRUE(gEventQueue.empty());
-
-    rawMotion({{1, -4.0}});
+    rawMotion({{0, 0.4}, {1, -4.0}}); // the fractions add up rather than vanish
     ASSERT_EQ(gEventQueue.size(), 1u);
-    EXPECT_EQ(gEventQueue.back().kind, EventKindMouseMotion);
-    EXPECT_EQ(gEventQueue.back().mouseMotion.dx, 0);
-    EXPECT_EQ(gEventQueue.back().mouseMotion.dy, -4);
-
-    // Fractions of a count add up rather than vanish.
-    gEventQueue.clear();
-    rawMotion({{0, 0.4}});
-    rawMotion({{0, 0.4}});
-    EXPECT_TRUE(gEventQueue.empty());
-    rawMotion({{0, 0.4}});
-    ASSERT_EQ(gEventQueue.size(), 1u);
-    EXPECT_EQ(gEventQueue.back().mouseMotion.dx, 1);
-
-    // Without the focus the packets are someone else's.
-    gEventQueue.clear();
-    focusChange(FocusOut);
-    gEventQueue.clear();
-    rawMotion({{0, 10.0}, {1, 10.0}});
-    EXPECT_TRUE(gEventQueue.empty());
+    EXPECT_EQ(gEventQueue[0].kind, EventKindMouseMotion);
+    EXPECT_EQ(gEventQueue[0].mouseMotion.dx, 1);
+    EXPECT_EQ(gEventQueue[0].mouseMotion.dy, -4);
 }
 
-TEST_F(WindowInputTest, TheCursorIsConfinedOnlyWhileFocusedAndAsked) {
+TEST_F(WindowInputTest, LosingTheFocusIsReportedAndSilencesMouseAndKeys) {
     Display* other = XOpenDisplay(nullptr);
-    const auto otherCanGrab = [&] {
-        const int result = XGrabPointer(other, DefaultRootWindow(other), False, 0, GrabModeAsync,
-                                        GrabModeAsync, 0, 0, CurrentTime);
-        XUngrabPointer(other, CurrentTime);
-        XSync(other, False);
-        return result == GrabSuccess;
-    };
-    EXPECT_TRUE(otherCanGrab()); // never asked for: not confined though focused
-    window->clipCursor = true;
-    focusChange(FocusIn);
-    EXPECT_FALSE(otherCanGrab());
-    focusChange(FocusOut);
-    EXPECT_TRUE(otherCanGrab());
+    const ::Window rival = XCreateSimpleWindow(other, DefaultRootWindow(other), 0, 0, 10, 10, 0, 0, 0);
+    XMapWindow(other, rival);
+    XSync(other, False);
+    ASSERT_TRUE(xdotool("windowfocus --sync " + std::to_string(rival)));
 
+    ASSERT_TRUE(pumpUntil([&] { return !window->focused; }));
+    ASSERT_EQ(queued(EventKindFocus).size(), 1u);
+    EXPECT_FALSE(queued(EventKindFocus)[0].focus.gained);
+    ASSERT_TRUE(xdotool("mousemove_relative -- 9 9 key b"));
+    pumpUntil();
+    EXPECT_EQ(gEventQueue.size(), 1u);
     XCloseDisplay(other);
+}
+
+TEST_F(WindowInputTest, ACloseRequestSetsTheQuitFlagAndKeepsTheWindow) {
+    sendCloseRequest(window->display, window->handle);
+    ASSERT_TRUE(pumpUntil([] { return gQuitRequested; }));
+    EXPECT_TRUE(gEventQueue.empty());
+    EXPECT_EQ(gWindows.at(window->handle), window.get());
+    XWindowAttributes attributes{};
+    EXPECT_NE(XGetWindowAttributes(window->display, window->handle, &attributes), 0);
+    gQuitRequested = false;
 }
 
 } // namespace

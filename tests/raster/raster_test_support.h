@@ -5,9 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -21,50 +22,46 @@ struct Transform;
 
 namespace verdanium::testing {
 
-// A cube-map strip of 2 x 2 texel faces (2 wide, 12 high) in the temporary
-// directory, every texel a colour of its own, so that a picture of the box
-// tells which face, and which corner of it, each pixel shows.
-std::string writeTestStrip(const std::string& name);
-// The colour writeTestStrip gives the texel in `row` (from the file's top) and
-// `column`.
-Vec3 testStripTexel(int row, int column);
+// A fresh directory per test, removed afterwards, and a writer of exact bytes into it.
+class TempDirectoryTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    std::string write(const std::string& name, const std::string& bytes) const;
 
-// A framebuffer object of RGBA32F colour and 24-bit depth, bound for drawing
-// with the viewport on it while it lives; framebuffer 0 comes back afterwards.
-// Float colour lets tests compare pixels exactly with the texels they show.
+    std::filesystem::path directory;
+};
+
+// A cube-map strip of 2 x 2 texel faces (2 wide, 12 high) in the temporary
+// directory. Every texel has a colour of its own, none black, none pure red and
+// all with blue 0.5, so a picture tells which texel each pixel shows and no hole
+// or red entity can pass for the background.
+std::string writeTestStrip(const std::string& name);
+// The colour writeTestStrip gives the texel in `row` (from the file's top), column 0.
+float testStripRed(int row);
+
+// A framebuffer of RGBA32F colour and 24-bit depth, cleared to zero and bound
+// with the viewport on it while it lives. Float colour lets tests compare
+// pixels exactly with the texels they show.
 class FloatTarget {
 public:
     FloatTarget(std::int32_t width, std::int32_t height);
     ~FloatTarget();
     FloatTarget(const FloatTarget&) = delete;
     FloatTarget& operator=(const FloatTarget&) = delete;
-
-    void clear();
     // All pixels, rows from the bottom as GL gives them.
     std::vector<Vec4> read() const;
 
-    const std::int32_t width;
-    const std::int32_t height;
-
 private:
-    std::uint32_t framebuffer = 0;
-    std::uint32_t colour = 0;
-    std::uint32_t depth = 0;
+    std::int32_t width, height;
+    std::uint32_t framebuffer = 0, buffers[2] = {}; // colour, depth
 };
 
-// Whether a and b agree within `tolerance` in every component.
 bool near(const Vec3& a, const Vec3& b, float tolerance);
 
-// The bindings every pass must give back, and the depth of the attribute stack.
-struct BoundState {
-    std::int32_t program = 0;
-    std::int32_t vertexArray = 0;
-    std::int32_t texture = 0; // GL_TEXTURE_2D on the active unit
-    std::int32_t attributeDepth = 0;
-    friend bool operator==(const BoundState&, const BoundState&) = default;
-};
-BoundState currentBoundState();
-std::ostream& operator<<(std::ostream& out, const BoundState& state);
+// Program, vertex array, GL_TEXTURE_2D of the active unit, attribute stack depth:
+// the bindings every pass must give back.
+std::array<int, 4> boundState();
 
 // A scene with no entities, the test strip as its background, the default
 // camera 15 units back along +z, and the projection of a 64 x 48 picture.
@@ -80,6 +77,8 @@ protected:
     // Places `mesh` by `transform` under the scene's next key, and raises the
     // scene's change count as its factories do.
     Entity& addEntity(std::shared_ptr<Geometry> mesh, const Transform& transform);
+    // The pixel where a world point lands under the scene's camera, rows from the bottom.
+    std::size_t pixelOf(const Vec3& world) const;
 
     std::string stripPath;
     std::unique_ptr<Scene> scene;

@@ -14,8 +14,8 @@ bool makeGlContextCurrent();
 } // namespace verdanium::testing
 
 // Skips the current test when no GL context is available.
-#define VERDANIUM_REQUIRE_GL()                                                                            \
-    do {                                                                                                  \
-        if (!::verdanium::testing::makeGlContextCurrent())                                                \
-            GTEST_SKIP() << "no OpenGL context available";                                                \
+#define VERDANIUM_REQUIRE_GL()                                                                               \
+    do {                                                                                                     \
+        if (!::verdanium::testing::makeGlContextCurrent())                                                   \
+            GTEST_SKIP() << "no OpenGL context available";                                                   \
     } while (false)

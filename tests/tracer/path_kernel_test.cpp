@@ -1,11 +1,18 @@
 #include "tracer/path_kernel.h"
 
+#include "foundation/math/transform.h"
+#include "geometry/geometry.h"
+#include "geometry/hit.h"
 #include "geometry/ray.h"
 #include "platform/window.h"
+#include "raster/material.h"
 #include "support/gl_test_context.h"
+#include "tracer/light_sampling.h"
 #include "tracer/recursive_path_tracer.h"
+#include "tracer/surface_shading.h"
 #include "tracer/tiny_scenes.h"
 #include "world/cone_light.h"
+#include "world/entity.h"
 #include "world/scene.h"
 
 #include <gtest/gtest.h>
@@ -17,65 +24,60 @@ namespace verdanium {
 namespace {
 
 const Vec3 kBackground{0.5f, 0.25f, 0.125f};
-const Vec3 kLightRadiance{10.0f, 20.0f, 40.0f};
+const Vec3 kLight{10.0f, 20.0f, 40.0f};
 constexpr float kLightAngle = 0.3f;
 
-WindowSettings smallPicture() {
-    WindowSettings settings;
-    settings.width = 8;
-    settings.height = 4;
-    return settings;
-}
-
-Ray cameraRay(Vec3 origin, Vec3 direction) {
+Ray cameraRay(Vec3 origin, Vec3 direction, bool countsLights = true) {
     Ray ray;
     ray.origin = origin;
     ray.direction = normalized(direction);
-    ray.countsLights = true;
+    ray.countsLights = countsLights;
     return ray;
-}
-
-// The mean of many traces of one ray, per colour channel.
-Vec3 meanRadiance(const RecursivePathTracer& renderer, const Scene& scene, const Ray& ray, int samples) {
-    Vec3 sum;
-    for (int i = 0; i < samples; ++i) {
-        sum += renderer.trace(scene, ray);
-    }
-    return sum * (1.0f / samples);
 }
 
 class PathKernel : public ::testing::Test {
 protected:
     void SetUp() override {
         VERDANIUM_REQUIRE_GL();
-        renderer = std::make_unique<RecursivePathTracer>(smallPicture());
+        WindowSettings settings;
+        settings.width = 8;
+        settings.height = 4;
+        renderer = std::make_unique<RecursivePathTracer>(settings);
         scene = testing::makeEmptyScene(kBackground);
+        scene->lights.emplace_back(Vec3{0.0f, 0.0f, 1.0f}, kLightAngle, kLight);
     }
     std::unique_ptr<RecursivePathTracer> renderer;
     std::unique_ptr<Scene> scene;
 };
 
-TEST_F(PathKernel, EmptySceneShowsTheBackgroundAndTheLightDiscs) {
-    scene->lights.emplace_back(Vec3{0.0f, 0.0f, 1.0f}, kLightAngle, kLightRadiance);
-    EXPECT_EQ(renderer->trace(*scene, cameraRay({}, {1.0f, 0.0f, 0.0f})), kBackground);
-    EXPECT_EQ(renderer->trace(*scene, cameraRay({}, {0.0f, 0.0f, -1.0f})), kBackground);
+TEST_F(PathKernel, EnvironmentRimIsOutsideTheDiscAndTheFirstLightWins) {
+    // A direction whose cosine to the axis is exactly cos(angle) is on the rim, which the strict test leaves
+    // out; one step further in, it is inside.
+    const float z = std::cos(kLightAngle);
+    Vec3 rim{std::sqrt(1.0f - z * z), 0.0f, z};
+    ASSERT_EQ(dot(rim, scene->lights[0].direction), z);
+    EXPECT_EQ(environmentRadiance(*scene, cameraRay({}, rim), true), kBackground);
+    rim.z = std::nextafter(z, 1.0f);
+    EXPECT_EQ(environmentRadiance(*scene, cameraRay({}, rim), true), kLight);
+    // Inside both discs the first light in order wins.
+    scene->lights.emplace_back(Vec3{0.0f, 0.2f, 1.0f}, 0.5f, Vec3{7.0f, 8.0f, 9.0f});
+    EXPECT_EQ(environmentRadiance(*scene, cameraRay({}, {0.0f, 0.1f, 1.0f}), true), kLight);
+}
 
-    // A camera ray into a disc sees the light, whatever bidirectional is.
-    Ray intoLight = cameraRay({}, {0.0f, 0.1f, 1.0f});
-    EXPECT_EQ(renderer->trace(*scene, intoLight), kLightRadiance);
-    renderer->setBidirectional(0);
-    EXPECT_EQ(renderer->trace(*scene, intoLight), kLightRadiance);
-
-    // A bounce ray into the disc sees it only when the light is not sampled directly.
-    Ray bounce = intoLight;
-    bounce.countsLights = false;
-    bounce.depth = 1;
-    EXPECT_EQ(renderer->trace(*scene, bounce), kLightRadiance);
-    renderer->setBidirectional(1);
-    EXPECT_EQ(renderer->trace(*scene, bounce), Vec3{});
-    // Outside every disc a bounce ray sees the background as usual.
-    bounce.direction = normalized(Vec3{1.0f, 0.0f, 1.0f});
-    EXPECT_EQ(renderer->trace(*scene, bounce), kBackground);
+TEST_F(PathKernel, ABounceSeesALightDiscOnlyWhenLightsAreNotSampledDirectly) {
+    const Vec3 intoLight{0.0f, 0.1f, 1.0f}, away{1.0f, 0.0f, -1.0f};
+    for (std::uint64_t bidirectional : {1, 0}) {
+        SCOPED_TRACE(::testing::Message() << "bidirectional " << bidirectional);
+        renderer->setBidirectional(bidirectional);
+        // An empty scene shows the environment: camera rays always see the disc, bounces only unsampled.
+        EXPECT_EQ(renderer->trace(*scene, cameraRay({}, intoLight)), kLight);
+        EXPECT_EQ(renderer->trace(*scene, cameraRay({}, away)), kBackground);
+        Ray bounce = cameraRay({}, intoLight, false);
+        bounce.depth = 1;
+        EXPECT_EQ(renderer->trace(*scene, bounce), bidirectional ? Vec3{} : kLight);
+        bounce.direction = normalized(away);
+        EXPECT_EQ(renderer->trace(*scene, bounce), kBackground);
+    }
 }
 
 TEST_F(PathKernel, DepthRule) {
@@ -87,45 +89,130 @@ TEST_F(PathKernel, DepthRule) {
     EXPECT_EQ(renderer->trace(*scene, ray), Vec3{}) << "deeper than maxDepth";
     ray.depth = -1;
     EXPECT_EQ(renderer->trace(*scene, ray), Vec3{}) << "a negative depth compares as a huge unsigned one";
-
     // maxDepth 0: a surface seen by the camera gets nothing, neither from its bounce nor from the lights.
     testing::addFloor(*scene);
-    scene->lights.emplace_back(Vec3{0.0f, 0.0f, 1.0f}, kLightAngle, kLightRadiance);
     renderer->setMaxDepth(0);
-    Ray down = cameraRay({0.0f, 0.0f, 15.0f}, {0.0f, 0.0f, -1.0f});
-    for (int i = 0; i < 50; ++i) {
-        ASSERT_EQ(renderer->trace(*scene, down), Vec3{});
-    }
+    for (int i = 0; i < 50; ++i)
+        ASSERT_EQ(renderer->trace(*scene, cameraRay({0.0f, 0.0f, 15.0f}, {0.0f, 0.0f, -1.0f})), Vec3{});
 }
 
 TEST_F(PathKernel, WhiteFloorUnderOneLightConvergesToTheAnalyticValue) {
     testing::addFloor(*scene);
-    scene->lights.emplace_back(Vec3{0.0f, 0.0f, 1.0f}, kLightAngle, kLightRadiance);
     // A white Lambert floor facing a cone of half-angle a around its normal receives L sin^2 a from the light
     // and B (1 - sin^2 a) from the rest of the sky; nothing else is there to bounce off.
     const float share = std::sin(kLightAngle) * std::sin(kLightAngle);
-    const Vec3 expected = kLightRadiance * share + kBackground * (1.0f - share);
-
-    Ray down = cameraRay({0.0f, 0.0f, 15.0f}, {0.1f, -0.2f, -1.0f});
+    const Vec3 expected = kLight * share + kBackground * (1.0f - share);
     // Direct sampling of the light at each bounce, and with it off, the light found by bounces alone: two
     // estimators of the same value.
+    const Ray down = cameraRay({0.0f, 0.0f, 15.0f}, {0.1f, -0.2f, -1.0f});
     for (std::uint64_t bidirectional : {1, 0}) {
         renderer->setBidirectional(bidirectional);
-        Vec3 mean = meanRadiance(*renderer, *scene, down, 100000);
-        for (int channel = 0; channel < 3; ++channel) {
-            EXPECT_NEAR(mean[channel], expected[channel], 0.03f * expected[channel])
+        Vec3 sum;
+        const int samples = 100000;
+        for (int i = 0; i < samples; ++i)
+            sum += renderer->trace(*scene, down);
+        for (int channel = 0; channel < 3; ++channel)
+            EXPECT_NEAR(sum[channel] / samples, expected[channel], 0.03f * expected[channel])
                 << "bidirectional " << bidirectional << ", channel " << channel;
+    }
+}
+
+void expectNear(const Vec3& actual, const Vec3& expected, float tolerance = 1e-5f) {
+    EXPECT_LT(length(actual - expected), tolerance) << actual.x << ", " << actual.y << ", " << actual.z;
+}
+
+// A hit on triangle 0 of `geometry` at barycentric (u, v), made by a ray from above along -z.
+Hit hitOn(const Geometry& geometry, float u, float v) {
+    Hit hit;
+    hit.geometry = &geometry;
+    hit.firstIndex = 0;
+    hit.u = u;
+    hit.v = v;
+    hit.t = 2.0f;
+    hit.ray.origin = {0.25f, 0.25f, 2.0f};
+    hit.ray.direction = {0.0f, 0.0f, -1.0f};
+    return hit;
+}
+
+Hit completedHit(const Geometry& geometry, float u, float v) {
+    Hit hit = hitOn(geometry, u, v);
+    completeHit(hit);
+    for (int i = 0; i < 3; ++i)
+        for (int j = i; j < 3; ++j)
+            EXPECT_NEAR(dot(hit.frame[i], hit.frame[j]), i == j ? 1.0f : 0.0f, 1e-5f)
+                << "frame not orthonormal";
+    return hit;
+}
+
+TEST(CompleteHit, NormalFollowsTheWindingWhateverTheTextureMap) {
+    Geometry triangle;
+    triangle.positions = {{0.0f, 0.0f, 0.0f}, {1.0f, 0.0f, 0.0f}, {0.0f, 1.0f, 0.0f}};
+    // Without texture coordinates the corners get (0, 0), (1, 0) and (1, 1).
+    Hit hit = completedHit(triangle, 0.25f, 0.5f);
+    EXPECT_TRUE(hit.complete);
+    EXPECT_FLOAT_EQ(hit.uv[0], 0.75f);
+    EXPECT_FLOAT_EQ(hit.uv[1], 0.5f);
+    expectNear(hit.position, {0.25f, 0.25f, 0.0f});
+    expectNear(hit.frame[2], {0.0f, 0.0f, 1.0f}); // counter-clockwise seen from +z
+    hit.frame[2] = {9.0f, 9.0f, 9.0f};
+    completeHit(hit);
+    EXPECT_EQ(hit.frame[2], (Vec3{9.0f, 9.0f, 9.0f})) << "a completed hit is left as it is";
+
+    // Clockwise from +z, with a mirrored map, then a degenerate one: the winding alone decides.
+    triangle.positions = {{0.0f, 0.0f, 0.0f}, {0.0f, 1.0f, 0.0f}, {1.0f, 0.0f, 0.0f}};
+    triangle.texCoords = {{0.0f, 0.0f}, {0.0f, 1.0f}, {1.0f, 0.0f}};
+    expectNear(completedHit(triangle, 0.2f, 0.2f).frame[2], {0.0f, 0.0f, -1.0f});
+    triangle.texCoords = {{0.5f, 0.5f}, {0.5f, 0.5f}, {0.5f, 0.5f}};
+    expectNear(completedHit(triangle, 0.2f, 0.2f).frame[2], {0.0f, 0.0f, -1.0f});
+
+    // A triangle of no area has no normal at all.
+    triangle.positions = {{0.0f, 0.0f, 0.0f}, {1.0f, 0.0f, 0.0f}, {2.0f, 0.0f, 0.0f}};
+    Hit flat = hitOn(triangle, 0.2f, 0.2f);
+    EXPECT_THROW(completeHit(flat), std::domain_error);
+}
+
+class Shading : public ::testing::Test {
+protected:
+    void SetUp() override {
+        VERDANIUM_REQUIRE_GL();
+        // A quad facing +z, turned a quarter about x so that it faces -y in the world.
+        entity = std::make_shared<Entity>(1, makeQuad(2.0f));
+        entity->transform = makeRotation({1.0f, 0.0f, 0.0f}, 1.5707964f);
+        hit = hitOn(*entity->geometry, 0.2f, 0.3f);
+        hit.entity = entity.get();
+        hit.ray.origin = {0.0f, -5.0f, 0.0f};
+        hit.ray.direction = {0.0f, 1.0f, 0.0f};
+        hit.ray.depth = 2;
+        hit.ray.time = 0.5f;
+    }
+    std::shared_ptr<Entity> entity;
+    Hit hit;
+};
+
+TEST_F(Shading, BouncesLeaveOnTheNormalsSideAsDeeperNonLightRays) {
+    expectNear(worldNormal(hit), {0.0f, -1.0f, 0.0f});
+    Ray bounce;
+    bounce.tMax = 42.0f;
+    for (int i = 0; i < 2000; ++i) {
+        const MaterialSample sample = sampleMaterial(entity->materials[0], hit, bounce);
+        ASSERT_LE(bounce.direction.y, 1e-6f);
+        ASSERT_TRUE(bounce.depth == 3 && !bounce.countsLights && bounce.tMin == 0.1f &&
+                    bounce.tMax == 42.0f && bounce.time == 0.5f);
+        expectNear(bounce.origin, hit.position + bounce.direction * 0.1f);
+        ASSERT_EQ(sample.colour, (Vec3{1.0f, 1.0f, 1.0f})) << "an untextured material is white";
+        if (sample.density > 0.0f) {
+            expectNear(sample.value * (1.0f / sample.density), sample.colour, 1e-3f); // cosine-weighted
         }
     }
 }
 
-TEST_F(PathKernel, ZeroBranchesOnASurfaceIsADivisionByZero) {
-    testing::addFloor(*scene);
-    renderer->setSecondaryBounceCount(0);
-    EXPECT_THROW(renderer->trace(*scene, cameraRay({0.0f, 0.0f, 15.0f}, {0.0f, 0.0f, -1.0f})),
-                 std::domain_error);
-    // A miss never divides.
-    EXPECT_EQ(renderer->trace(*scene, cameraRay({0.0f, 0.0f, 15.0f}, {0.0f, 0.0f, 1.0f})), kBackground);
+TEST_F(Shading, EvaluateMaterialIsLambertInTheSurfaceFrame) {
+    const Vec3 colour{1.0f, 0.5f, 0.25f};
+    expectNear(evaluateMaterial(hit, {0.0f, -1.0f, 0.0f}, colour), colour * 0.31830987f); // along the normal
+    EXPECT_EQ(evaluateMaterial(hit, {0.0f, 1.0f, 0.0f}, colour), Vec3{});                 // from behind
+    // A singular transform cannot take the direction into the surface's frame.
+    entity->transform = Transform(Mat4::identity());
+    EXPECT_THROW(evaluateMaterial(hit, {0.0f, -1.0f, 0.0f}, colour), std::domain_error);
 }
 
 } // namespace

@@ -1,16 +1,20 @@
 #pragma once
 
+#include "app/program_flags.h"
+#include "platform/event.h"
 #include "tracer/renderer.h"
+#include "world/scene.h"
 
-#include <cstdint>
-#include <ostream>
+#include <gtest/gtest.h>
+
+#include <cstdio>
 #include <string>
 #include <vector>
 
 namespace verdanium::testing {
 
 // A renderer that draws nothing and records every call as text ("setMaxDepth 4"),
-// so that tests can see which setting a command reached and with what value.
+// so that tests see which setting a command reached and with what value.
 class RecordingRenderer : public Renderer {
 public:
     void render(Scene&) override {
@@ -26,15 +30,43 @@ public:
     void resize(std::uint32_t width, std::uint32_t height) override {
         calls.push_back("resize " + std::to_string(width) + " " + std::to_string(height));
     }
-    void printGlInfo(std::ostream&) override { calls.push_back("printGlInfo"); }
+    void printGlInfo(std::ostream&) override {}
 
     std::vector<std::string> calls;
-    // Runs inside render, where the window pumps its messages.
-    void (*onRender)() = nullptr;
+    void (*onRender)() = nullptr; // runs inside render, where the window pumps its messages
 
 private:
     void record(const char* what, std::uint64_t value) {
         calls.push_back(std::string(what) + " " + std::to_string(value));
+    }
+};
+
+// A key event as the window makes it.
+inline Event keyEvent(const char* name, bool pressed) {
+    Event event{};
+    event.kind = EventKindKey;
+    std::snprintf(event.keyboard.name, sizeof event.keyboard.name, "%s", name);
+    event.keyboard.pressed = pressed;
+    return event;
+}
+
+// An empty scene and a recording renderer, with the program-wide flags and the
+// event queue at their start values around each test, since every test in the
+// executable shares them.
+class AppTest : public ::testing::Test {
+protected:
+    void SetUp() override { reset(); }
+    void TearDown() override { reset(); }
+
+    Scene scene{kEmptyScene};
+    RecordingRenderer renderer;
+
+private:
+    static void reset() {
+        gQuitRequested = false;
+        gPaused = false;
+        gCurrentSetting = 0;
+        gEventQueue.clear();
     }
 };
 

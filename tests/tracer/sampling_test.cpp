@@ -1,0 +1,114 @@
+// The tracer's pure maps: pixels to camera rays, the square to the disc, and samples of a cone light.
+
+#include "geometry/ray.h"
+#include "tracer/camera.h"
+#include "tracer/concentric_disk.h"
+#include "tracer/light_sampling.h"
+#include "world/cone_light.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <random>
+#include <stdexcept>
+
+namespace verdanium {
+namespace {
+
+TEST(Camera, PixelRaysSpanNinetyDegreesOnTheShorterSide) {
+    struct Case {
+        std::uint32_t width, height;
+        float x, y;
+        Vec3 direction; // before normalising
+    };
+    const float w = 4.0f / 3.0f;
+    const Case cases[] = {
+        {640, 480, 0, 0, {-w, 1, -1}},     {640, 480, 640, 0, {w, 1, -1}},   {640, 480, 0, 480, {-w, -1, -1}},
+        {640, 480, 640, 480, {w, -1, -1}}, {640, 480, 320, 240, {0, 0, -1}}, {480, 640, 0, 0, {-1, w, -1}},
+        {480, 640, 480, 640, {1, -w, -1}}, {100, 100, 0, 100, {-1, -1, -1}}, {100, 100, 50, 50, {0, 0, -1}},
+        {0, 0, 0.5f, 0.5f, {0, 0, -1}}, // a zero size counts as one
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(::testing::Message()
+                     << each.width << " x " << each.height << " at " << each.x << ", " << each.y);
+        const Camera camera = makeProjectedCamera(each.width, each.height);
+        Ray ray;
+        ray.origin = {5.0f, 5.0f, 5.0f};
+        EXPECT_EQ(pixelRay(camera, each.x, each.y, ray), 1.0f);
+        EXPECT_EQ(ray.origin, Vec3{});
+        const Vec3 expected = normalized(each.direction);
+        EXPECT_LT(length(ray.direction - expected), 1e-5f);
+    }
+    EXPECT_THROW(Camera(0, 480), std::domain_error);
+    Camera singular(4, 4);
+    singular.projection = Transform(Mat4::identity());
+    Ray ray;
+    EXPECT_THROW(pixelRay(singular, 1.0f, 1.0f, ray), std::domain_error);
+}
+
+TEST(ConcentricDisk, MapsCentreEdgesAndCornersByOctantAndTheBorderToTheCircle) {
+    const float d = std::sqrt(0.5f);
+    const float cases[][4] = {
+        {0.5f, 0.5f, 0, 0}, {1, 0.5f, 1, 0}, {0.5f, 1, 0, 1}, {0, 0.5f, -1, 0}, {0.5f, 0, 0, -1},
+        {1, 1, d, d},       {0, 1, -d, d},   {0, 0, -d, -d},  {1, 0, d, -d},
+    };
+    for (const auto& [a, b, x, y] : cases) {
+        const DiskPoint point = concentricDisk(a, b);
+        EXPECT_NEAR(point.x, x, 1e-6f) << "a = " << a << ", b = " << b;
+        EXPECT_NEAR(point.y, y, 1e-6f) << "a = " << a << ", b = " << b;
+    }
+    for (float t = 0.0f; t <= 1.0f; t += 0.125f)
+        for (DiskPoint p :
+             {concentricDisk(t, 0), concentricDisk(t, 1), concentricDisk(0, t), concentricDisk(1, t)})
+            EXPECT_NEAR(p.x * p.x + p.y * p.y, 1.0f, 1e-5f);
+}
+
+TEST(ConcentricDisk, CoversTheDiscUniformly) {
+    // Chi-square over bins of equal area: 4 rings (radii sqrt(k / 4)) times 8 sectors.
+    constexpr int rings = 4, sectors = 8, samples = 320000;
+    std::array<int, rings * sectors> counts{};
+    std::mt19937 generator(12345);
+    std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+    for (int i = 0; i < samples; ++i) {
+        const DiskPoint point = concentricDisk(unit(generator), unit(generator));
+        const float radiusSquared = point.x * point.x + point.y * point.y;
+        ASSERT_LE(radiusSquared, 1.0f + 1e-6f);
+        const int ring = std::min(rings - 1, static_cast<int>(radiusSquared * rings));
+        double angle = std::atan2(point.y, point.x);
+        if (angle < 0.0)
+            angle += 2.0 * M_PI;
+        ++counts[ring * sectors + std::min(sectors - 1, static_cast<int>(angle / (2.0 * M_PI) * sectors))];
+    }
+    const double expected = static_cast<double>(samples) / counts.size();
+    double chiSquare = 0.0;
+    for (int count : counts)
+        chiSquare += (count - expected) * (count - expected) / expected;
+    // 31 degrees of freedom: 61.1 is the 0.999 quantile, so a fair map fails one run in a thousand at most,
+    // and with a fixed seed never.
+    EXPECT_LT(chiSquare, 61.1);
+}
+
+TEST(SampleConeLight, StaysInsideTheConeReachesItsRimAndCarriesTheLight) {
+    ConeLight light({1.0f, -1.0f, 0.0f}, 0.15707964f, {20.0f, 20.0f, 50.0f});
+    const float cosAngle = std::cos(light.angle);
+    Vec3 meanDirection;
+    float smallestCosine = 1.0f;
+    for (int i = 0; i < 20000; ++i) {
+        const LightSample sample = sampleConeLight(light);
+        ASSERT_NEAR(length(sample.direction), 1.0f, 1e-5f);
+        const float cosine = dot(sample.direction, light.direction);
+        ASSERT_GE(cosine, cosAngle - 1e-6f);
+        smallestCosine = std::fmin(smallestCosine, cosine);
+        ASSERT_EQ(sample.radiance, light.radiance);
+        ASSERT_EQ(sample.density, light.pdf);
+        meanDirection += sample.direction;
+    }
+    // Uniform over the cone: the samples reach out to the rim, and their mean lies on the axis.
+    EXPECT_LT(smallestCosine, cosAngle + 1e-4f);
+    EXPECT_GT(dot(normalized(meanDirection), light.direction), 0.99999f);
+    EXPECT_FLOAT_EQ(light.pdf * light.solidAngle, 1.0f);
+}
+
+} // namespace
+} // namespace verdanium
