@@ -62,21 +62,16 @@ public:
     // the object-space ray runs from 0 to infinity.
     bool occluded(const Ray& ray) const;
 
-    // A record of a split's median bucket: its key and position.
-    struct Straddler {
-        float key;
-        std::uint32_t position;
-    };
-
 private:
-    BoundingBox buildSubtree(std::size_t node, std::size_t first, std::size_t last,
-                             const BoundingBox& centroids);
-    BoundingBox buildChild(std::size_t node, std::size_t first, std::size_t last,
-                           const BoundingBox& centroids);
-    BoundingBox makeLeaf(std::size_t node, std::size_t position);
+    void makeNodeLayout(std::size_t first, std::size_t last);
+    void makeCentroidBoxes(std::size_t firstNode, std::size_t endNode);
+    void splitNode(std::size_t node, std::size_t first, std::size_t last);
+    bool swapAcrossMedian(std::size_t node, std::size_t first, std::size_t last, std::uint8_t axis);
+    template <bool kLargest>
+    std::size_t extremePosition(std::size_t node, std::size_t first, std::size_t last,
+                                std::uint8_t axis) const;
+    void refreshCentroidPath(std::size_t node, std::size_t first, std::size_t last, std::size_t position);
     void splitAtMedian(std::size_t first, std::size_t last, std::uint8_t axis, const BoundingBox& centroids);
-    template <int kAxis>
-    void splitAtMedian(SplitRecord* records, std::size_t n, float low, float high);
 
     // Scratch of the build, kept with its capacity between builds. The build
     // starts from the arrangement the last one left: mapIndexOf_[i] is the map
@@ -86,15 +81,24 @@ private:
     // The primitives, and their records, in that arrangement.
     std::vector<EntityPrimitive> arranged_;
     std::vector<SplitRecord> records_;
+    // The leaf positions [first, last) under each node, by node position.
+    struct NodeRange {
+        std::uint32_t first;
+        std::uint32_t last;
+    };
+    std::vector<NodeRange> nodeRanges_;
+    // Box of the records' centroids under each node, by node position.
+    std::vector<BoundingBox> centroidBoxes_;
+    // Scratch of the splits.
     std::vector<SplitRecord> splitOutput_;
     std::vector<SplitRecord> straddling_;
     std::vector<std::uint32_t> histogram_;
-    std::vector<std::uint32_t> positions_;
-    std::vector<Straddler> straddlers_;
     std::vector<EntityPrimitive> inMapOrder_;
     // Some centroid coordinate is NaN: then every node takes the plain
     // selection, which orders NaN last.
     bool anyNan_ = false;
+    // The layout was just made: no node has an arrangement or axis to keep.
+    bool freshLayout_ = false;
 };
 
 // Nearest-hit test of one entity: the world ray taken into object space and

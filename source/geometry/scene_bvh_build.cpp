@@ -1,6 +1,7 @@
 #include "geometry/scene_bvh.h"
 
 #include "geometry/bounding_box.h"
+#include "geometry/bvh_traversal.h"
 #include "world/entity.h"
 
 #include <algorithm>
@@ -10,15 +11,10 @@
 #include <limits>
 #include <utility>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 namespace verdanium {
 namespace {
 
 using SplitRecord = SceneBvh::SplitRecord;
-using Straddler = SceneBvh::Straddler;
 
 // Moves the records of [first, last) that come before the pivot (or, with
 // orEqual, do not come after it) to the front, and returns the end of that
@@ -76,44 +72,6 @@ void selectMedian(SplitRecord* first, SplitRecord* nth, SplitRecord* last, int a
     std::sort(first, last, before);
 }
 
-// The box of the centroids of [first, last), as extending the empty box by each
-// would make it (NaN coordinates are left out), up to the sign of a zero bound,
-// which no extent and no comparison can tell. minps(c, lower) is
-// c < lower ? c : lower, exactly extend's rule. Two accumulators per bound, so
-// that the loop is not one long chain of dependent minimums.
-BoundingBox centroidBox(const SplitRecord* first, const SplitRecord* last) {
-#if defined(__SSE2__)
-    const float inf = std::numeric_limits<float>::infinity();
-    __m128 lower0 = _mm_set1_ps(inf), lower1 = lower0;
-    __m128 upper0 = _mm_set1_ps(-inf), upper1 = upper0;
-    const SplitRecord* it = first;
-    for (; last - it >= 2; it += 2) {
-        // The fourth lane holds the primitive's position; it is carried along and ignored.
-        const __m128 a = _mm_load_ps(it[0].centroid);
-        const __m128 b = _mm_load_ps(it[1].centroid);
-        lower0 = _mm_min_ps(a, lower0);
-        upper0 = _mm_max_ps(a, upper0);
-        lower1 = _mm_min_ps(b, lower1);
-        upper1 = _mm_max_ps(b, upper1);
-    }
-    if (it != last) {
-        const __m128 a = _mm_load_ps(it->centroid);
-        lower0 = _mm_min_ps(a, lower0);
-        upper0 = _mm_max_ps(a, upper0);
-    }
-    alignas(16) float lower[4];
-    alignas(16) float upper[4];
-    _mm_store_ps(lower, _mm_min_ps(lower1, lower0));
-    _mm_store_ps(upper, _mm_max_ps(upper1, upper0));
-    return BoundingBox{Vec3{lower[0], lower[1], lower[2]}, Vec3{upper[0], upper[1], upper[2]}};
-#else
-    BoundingBox box;
-    for (const SplitRecord* it = first; it != last; ++it)
-        box.extend(Vec3{it->centroid[0], it->centroid[1], it->centroid[2]});
-    return box;
-#endif
-}
-
 constexpr std::size_t kMaxBuckets = 1024;
 
 // A linear map of the keys in [low, high] onto up to 1024 buckets, about two
@@ -151,77 +109,12 @@ std::pair<int, std::size_t> findMedianBucket(const SplitRecord* records, std::si
     return {median, below};
 }
 
-// Repairs the split of n records in place by swapping only the records that
-// are on the wrong side: left ones above the median bucket, right ones below
-// it, and of the median bucket's records those that its selection puts on
-// the other side. Every other record keeps its position, which is what keeps
-// the nodes below split from one build to the next: a split that shifted
-// records along would move every boundary beneath it. Returns false, having
-// changed nothing, when more than `limit` records would have to be looked at.
-template <int kAxis>
-bool exchangeAcrossMedian(SplitRecord* records, std::size_t n, const Buckets& buckets, int median,
-                          std::size_t below, std::uint32_t* positions, Straddler* straddlers,
-                          std::size_t limit) {
-    const std::size_t half = n / 2;
-    // Positions, written without branches: in [0, half) the left records
-    // leaving from the front and the left ones in the median bucket from the
-    // back; in [half, n) the same for the right. A stray write lands on a
-    // free slot between the two groups.
-    std::size_t leavingLeft = 0;
-    std::size_t straddlingLeft = 0;
-    for (std::size_t i = 0; i < half; ++i) {
-        const int bucket = buckets.of(records[i].centroid[kAxis]);
-        positions[leavingLeft] = static_cast<std::uint32_t>(i);
-        positions[half - 1 - straddlingLeft] = static_cast<std::uint32_t>(i);
-        leavingLeft += bucket > median;
-        straddlingLeft += bucket == median;
-    }
-    std::size_t leavingRight = 0;
-    std::size_t straddlingRight = 0;
-    for (std::size_t i = half; i < n; ++i) {
-        const int bucket = buckets.of(records[i].centroid[kAxis]);
-        positions[half + leavingRight] = static_cast<std::uint32_t>(i);
-        positions[n - 1 - straddlingRight] = static_cast<std::uint32_t>(i);
-        leavingRight += bucket < median;
-        straddlingRight += bucket == median;
-    }
-    if (leavingLeft + leavingRight + straddlingLeft + straddlingRight > limit)
-        return false;
-
-    // The median bucket's records: the (half - below) smallest belong left.
-    std::size_t straddling = 0;
-    for (std::size_t j = 0; j < straddlingLeft; ++j) {
-        const std::uint32_t position = positions[half - 1 - j];
-        straddlers[straddling++] = Straddler{records[position].centroid[kAxis], position};
-    }
-    for (std::size_t j = 0; j < straddlingRight; ++j) {
-        const std::uint32_t position = positions[n - 1 - j];
-        straddlers[straddling++] = Straddler{records[position].centroid[kAxis], position};
-    }
-    const std::size_t stayLeft = half - below;
-    std::nth_element(straddlers, straddlers + stayLeft, straddlers + straddling,
-                     [](const Straddler& a, const Straddler& b) { return a.key < b.key; });
-    // The leaving lists grow by the straddlers on the wrong side; the slots
-    // after each list's own entries are free, since the median bucket's
-    // positions were copied out above.
-    for (std::size_t j = 0; j < straddling; ++j) {
-        const std::uint32_t position = straddlers[j].position;
-        if (j < stayLeft && position >= half)
-            positions[half + leavingRight++] = position;
-        else if (j >= stayLeft && position < half)
-            positions[leavingLeft++] = position;
-    }
-    // As many leave each side as enter it.
-    for (std::size_t j = 0; j < leavingLeft; ++j)
-        std::swap(records[positions[j]], records[positions[half + j]]);
-    return true;
-}
-
 // Splits the n records of `in` into `out` around their median, the floor(n / 2)
 // smallest first, keeping the order within each side for all but the median
-// bucket's records: for a node whose axis changed, where nearly half the
-// records change sides, and whose halves still hold the runs that the old
-// splits below left in order.
+// bucket's records: for a node whose axis changed, where about half the
+// records change sides. Each side then still holds, in order, the runs that
+// the old splits below left, so the nodes below it find most of their
+// records near where they were.
 template <int kAxis>
 void splitByBuckets(const SplitRecord* in, SplitRecord* out, SplitRecord* straddling, std::size_t n,
                     const Buckets& buckets, int median, std::size_t below, std::size_t inMedian) {
@@ -250,30 +143,51 @@ void splitByBuckets(const SplitRecord* in, SplitRecord* out, SplitRecord* stradd
                 static_cast<std::size_t>(middle - straddling) * sizeof(SplitRecord));
 }
 
+// The point box of one record's centroid, as extending the empty box by it
+// makes it (a NaN coordinate is left out).
+BoundingBox centroidPoint(const SplitRecord& record) {
+    BoundingBox box;
+    box.extend(Vec3{record.centroid[0], record.centroid[1], record.centroid[2]});
+    return box;
+}
+
+// The bucket selection of [low, high] over the n records of `in`, into `out`.
+template <int kAxis>
+void splitInOrder(const SplitRecord* in, SplitRecord* out, SplitRecord* straddling, std::uint32_t* histogram,
+                  std::size_t n, float low, float high) {
+    const Buckets buckets(n, low, high);
+    const auto [median, below] = findMedianBucket<kAxis>(in, n, buckets, histogram);
+    splitByBuckets<kAxis>(in, out, straddling, n, buckets, median, below, histogram[median]);
+}
+
 } // namespace
 
 // The build runs at every flying step, and at tens of thousands of entities it
-// was most of a step, most of that in the median selections. Two things make
-// it cheaper than a fresh selection per node:
+// was most of a step, most of that in the median selections. But between two
+// steps an entity moves by a hundredth of its velocity, so the arrangement of
+// the records that the last build left is nearly the one this build needs.
+// The build starts from it, with the new centroids, and repairs it:
 //
-// - Between two steps an entity moves by a hundredth of its velocity, so the
-//   arrangement the last build left is nearly the one this build needs. The
-//   build starts from it, with the new centroids, and each node first checks
-//   whether its halves are still split on its axis: the largest coordinate on
-//   the left not above the smallest on the right. That takes the two halves'
-//   centroid boxes, one pass that also gives each child its box. Only where
-//   the check fails is the range split anew, by the bucket selection: where a
-//   few records crossed the median they are swapped back in place, so that
-//   the nodes below find everything else where it was; where the axis changed
-//   the range is split keeping each side's order.
-// - Nodes are written at their final positions (a left child at + 1, a right
-//   child after the 2h - 1 nodes of the left subtree), and leaves take their
-//   primitive and their box on the way back up, so no pass over the nodes
-//   follows the recursion.
+// - The layout of the nodes (which are leaves, where right children stand)
+//   depends on the count alone, so it is kept, and so is each node's axis of
+//   the last build. A bottom-up pass makes the centroid box of every node
+//   over the current arrangement: a parent's is the union of its children's.
+// - Top down, a node whose axis is unchanged still has its halves split when
+//   the largest coordinate on the left does not exceed the smallest on the
+//   right, two box reads. Where a few records crossed the median, the largest
+//   on the left and the smallest on the right are found by descending the
+//   children's boxes and swapped, with the boxes on their two paths made
+//   again, until the halves are split. Every other record keeps its place,
+//   so the nodes below find them still split.
+// - A node whose axis changed (or the first build over a new count, or one
+//   where too many records crossed) splits its range by the bucket selection,
+//   keeping each side's order, and makes its subtree's boxes again.
 //
 // Either way a node's halves hold the floor(n / 2) smallest records and the
 // rest, which is all the selection the tree is defined by promises; the tree
 // is the one a fresh build makes, the order among equal coordinates aside.
+// Last, one backward pass over the nodes gives each leaf its primitive and
+// each node its box.
 void SceneBvh::build(EntityMap::const_iterator first, EntityMap::const_iterator last) {
     inMapOrder_.clear();
     anyNan_ = false;
@@ -285,16 +199,24 @@ void SceneBvh::build(EntityMap::const_iterator first, EntityMap::const_iterator 
     });
     const std::size_t count = inMapOrder_.size();
 
-    // A new count (a recreation) starts from map order; otherwise the records
-    // keep the last arrangement and take the new centroids. The primitives are
-    // gathered in that arrangement too, the one pass that reads them out of
-    // map order, so that the leaves, whose order differs from it only where
-    // splits moved records, find theirs nearly in sequence.
-    if (mapIndexOf_.size() != count) {
+    // A new count (a recreation) or emptied arrays make the layout again and
+    // start from map order.
+    const std::size_t nodeCount = count == 0 ? 1 : 2 * count - 1;
+    const bool freshLayout = nodes.size() != nodeCount || mapIndexOf_.size() != count;
+    if (freshLayout) {
+        nodes.clear();
+        nodeRanges_.clear();
+        // Four per primitive, as at the mesh level, though only 2n - 1 are used.
+        nodes.reserve(4 * count);
+        makeNodeLayout(0, count);
         mapIndexOf_.resize(count);
         for (std::size_t i = 0; i < count; ++i)
             mapIndexOf_[i] = static_cast<std::uint32_t>(i);
     }
+
+    // The primitives are gathered in the last arrangement, the one pass that
+    // reads them out of map order, so that the leaves, whose order differs
+    // from it only where records moved, find theirs nearly in sequence.
     records_.resize(count);
     arranged_.resize(count);
     constexpr std::size_t kGatherLookahead = 8;
@@ -306,66 +228,179 @@ void SceneBvh::build(EntityMap::const_iterator first, EntityMap::const_iterator 
         records_[i] = SplitRecord{{primitive.centroid.x, primitive.centroid.y, primitive.centroid.z},
                                   static_cast<std::uint32_t>(i)};
     }
-    nextMapIndexOf_.resize(count);
     // One spare slot each: a split's stray write may land just past its range.
     splitOutput_.resize(count + 1);
     straddling_.resize(count + 1);
     histogram_.resize(kMaxBuckets);
-    positions_.resize(count);
-    straddlers_.resize(count);
-
-    // Sized, not emptied and refilled: every element is written below.
-    nodes.resize(count == 0 ? 1 : 2 * count - 1);
+    centroidBoxes_.resize(nodeCount);
+    nextMapIndexOf_.resize(count);
     primitives.resize(count);
     leafItems.resize(count);
+
     if (count == 0) {
         nodes[0] = BvhNode{BoundingBox{}.lower, BoundingBox{}.upper, 0, 0, 0};
         return;
     }
-    buildChild(0, 0, count, centroidBox(records_.data(), records_.data() + count));
+    if (count >= 2) {
+        makeCentroidBoxes(0, nodeCount);
+        freshLayout_ = freshLayout;
+        // Pre-order puts every parent before its children: one pass in array
+        // order splits top down, with no recursion.
+        for (std::size_t k = 0; k < nodeCount; ++k)
+            if (nodes[k].count == 0)
+                splitNode(k, nodeRanges_[k].first, nodeRanges_[k].last);
+    }
+
+    // Children stand after their parent, so a backward pass sees them first.
+    for (std::size_t k = nodeCount; k-- > 0;) {
+        BvhNode& node = nodes[k];
+        BoundingBox box;
+        if (node.count != 0) {
+            const std::size_t position = node.index;
+            const std::uint32_t slot = records_[position].primitive;
+            const EntityPrimitive& primitive = arranged_[slot];
+            primitives[position] = primitive;
+            leafItems[position] = primitive.entity;
+            nextMapIndexOf_[position] = mapIndexOf_[slot];
+            box.extend(BoundingBox{primitive.lower, primitive.upper});
+        } else {
+            box.extend(BoundingBox{nodes[k + 1].lower, nodes[k + 1].upper});
+            box.extend(BoundingBox{nodes[node.index].lower, nodes[node.index].upper});
+        }
+        node.lower = box.lower;
+        node.upper = box.upper;
+    }
     mapIndexOf_.swap(nextMapIndexOf_);
 }
 
-BoundingBox SceneBvh::buildChild(std::size_t node, std::size_t first, std::size_t last,
-                                 const BoundingBox& centroids) {
-    return last - first == 1 ? makeLeaf(node, first) : buildSubtree(node, first, last, centroids);
-}
-
-// The leaf of the record at `position`: its primitive, leaf item and box, and
-// where the next build finds the primitive in map order.
-BoundingBox SceneBvh::makeLeaf(std::size_t node, std::size_t position) {
-    const std::uint32_t slot = records_[position].primitive;
-    const EntityPrimitive& primitive = arranged_[slot];
-    primitives[position] = primitive;
-    leafItems[position] = primitive.entity;
-    nextMapIndexOf_[position] = mapIndexOf_[slot];
-    BoundingBox box;
-    box.extend(BoundingBox{primitive.lower, primitive.upper});
-    nodes[node] = BvhNode{box.lower, box.upper, static_cast<std::uint32_t>(position), 1, 0};
-    return box;
-}
-
-// The inner node at `node` over [first, last) (at least two records) whose
-// centroid box is given; returns its box.
-BoundingBox SceneBvh::buildSubtree(std::size_t node, std::size_t first, std::size_t last,
-                                   const BoundingBox& centroids) {
-    const std::size_t half = (last - first) / 2;
-    const std::size_t mid = first + half;
-    const std::uint8_t axis = splitAxis(centroids);
-    const SplitRecord* records = records_.data();
-    BoundingBox leftCentroids = centroidBox(records + first, records + mid);
-    BoundingBox rightCentroids = centroidBox(records + mid, records + last);
-    // Without NaN the boxes hold the halves' exact extremes.
-    if (anyNan_ || !(leftCentroids.upper[axis] <= rightCentroids.lower[axis])) {
-        splitAtMedian(first, last, axis, centroids);
-        leftCentroids = centroidBox(records + first, records + mid);
-        rightCentroids = centroidBox(records + mid, records + last);
+// The nodes of a tree over [first, last) in pre-order: leaf ranges and
+// right-child positions, and each node's range beside them. Axes and boxes
+// are filled by each build.
+void SceneBvh::makeNodeLayout(std::size_t first, std::size_t last) {
+    const std::size_t n = last - first;
+    const std::size_t self = nodes.size();
+    nodes.push_back(BvhNode{BoundingBox{}.lower, BoundingBox{}.upper, 0, 0, 0});
+    nodeRanges_.push_back(NodeRange{static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(last)});
+    if (n <= 1) {
+        nodes[self].count = static_cast<std::uint8_t>(n);
+        nodes[self].index = static_cast<std::uint32_t>(first);
+        return;
     }
-    const std::size_t right = node + 2 * half;
-    BoundingBox box = buildChild(node + 1, first, mid, leftCentroids);
-    box.extend(buildChild(right, mid, last, rightCentroids));
-    nodes[node] = BvhNode{box.lower, box.upper, static_cast<std::uint32_t>(right), 0, axis};
-    return box;
+    makeNodeLayout(first, first + n / 2);
+    nodes[self].index = static_cast<std::uint32_t>(nodes.size());
+    makeNodeLayout(first + n / 2, last);
+}
+
+// Centroid boxes of the nodes [firstNode, endNode), which must be whole
+// subtrees, children before parents. The union of the children's boxes is the
+// box a scan over the node's range makes (NaN coordinates are left out of
+// both), up to the sign of a zero bound, which no extent and no comparison
+// can tell.
+void SceneBvh::makeCentroidBoxes(std::size_t firstNode, std::size_t endNode) {
+    for (std::size_t k = endNode; k-- > firstNode;) {
+        const BvhNode& node = nodes[k];
+        if (node.count != 0) {
+            centroidBoxes_[k] = centroidPoint(records_[node.index]);
+        } else {
+            BoundingBox box = centroidBoxes_[k + 1];
+            box.extend(centroidBoxes_[node.index]);
+            centroidBoxes_[k] = box;
+        }
+    }
+}
+
+// Gives the inner node over [first, last) its axis and a median split of its
+// records; its subtree's centroid boxes stay those of its records.
+void SceneBvh::splitNode(std::size_t node, std::size_t first, std::size_t last) {
+    const std::size_t n = last - first;
+    const std::uint8_t axis = splitAxis(centroidBoxes_[node]);
+    const bool sameAxis = nodes[node].axis == axis;
+    nodes[node].axis = axis;
+    const std::size_t left = node + 1;
+    const std::size_t right = nodes[node].index;
+
+    // With no NaN about, the boxes hold the exact extremes of each half.
+    const bool split = !freshLayout_ && !anyNan_ && sameAxis &&
+                       (centroidBoxes_[left].upper[axis] <= centroidBoxes_[right].lower[axis] ||
+                        swapAcrossMedian(node, first, last, axis));
+    if (!split) {
+        splitAtMedian(first, last, axis, centroidBoxes_[node]);
+        // The node's own box stays: its range holds the same records.
+        makeCentroidBoxes(left, node + 2 * n - 1);
+    }
+}
+
+// Swaps the largest record on the left with the smallest on the right while
+// the one lies above the other, each found by descending its half's boxes,
+// and makes the boxes on both paths again. Returns false after so many swaps
+// that a split of the whole range is cheaper (the halves then hold the same
+// records as before, differently arranged).
+bool SceneBvh::swapAcrossMedian(std::size_t node, std::size_t first, std::size_t last, std::uint8_t axis) {
+    const std::size_t n = last - first;
+    const std::size_t mid = first + n / 2;
+    const std::size_t left = node + 1;
+    const std::size_t right = nodes[node].index;
+    const std::size_t limit = std::max<std::size_t>(n / 16, 4);
+    for (std::size_t swaps = 0; centroidBoxes_[left].upper[axis] > centroidBoxes_[right].lower[axis];
+         ++swaps) {
+        if (swaps == limit)
+            return false;
+        const std::size_t largest = extremePosition<true>(left, first, mid, axis);
+        const std::size_t smallest = extremePosition<false>(right, mid, last, axis);
+        std::swap(records_[largest], records_[smallest]);
+        refreshCentroidPath(left, first, mid, largest);
+        refreshCentroidPath(right, mid, last, smallest);
+    }
+    return true;
+}
+
+// The position of a record with the largest (kLargest) or smallest coordinate
+// on the axis under `node` (over [first, last)): the child whose box reaches
+// farther holds it.
+template <bool kLargest>
+std::size_t SceneBvh::extremePosition(std::size_t node, std::size_t first, std::size_t last,
+                                      std::uint8_t axis) const {
+    while (last - first > 1) {
+        const std::size_t mid = first + (last - first) / 2;
+        const BoundingBox& left = centroidBoxes_[node + 1];
+        const BoundingBox& right = centroidBoxes_[nodes[node].index];
+        const bool inRight =
+            kLargest ? right.upper[axis] > left.upper[axis] : right.lower[axis] < left.lower[axis];
+        if (inRight) {
+            node = nodes[node].index;
+            first = mid;
+        } else {
+            node = node + 1;
+            last = mid;
+        }
+    }
+    return first;
+}
+
+// Makes again the centroid boxes on the path from `node` (over [first, last))
+// down to the leaf at `position`.
+void SceneBvh::refreshCentroidPath(std::size_t node, std::size_t first, std::size_t last,
+                                   std::size_t position) {
+    std::size_t path[kBvhStackSize];
+    int depth = 0;
+    while (last - first > 1) {
+        path[depth++] = node;
+        const std::size_t mid = first + (last - first) / 2;
+        if (position < mid) {
+            node = node + 1;
+            last = mid;
+        } else {
+            node = nodes[node].index;
+            first = mid;
+        }
+    }
+    centroidBoxes_[node] = centroidPoint(records_[position]);
+    while (depth > 0) {
+        const std::size_t k = path[--depth];
+        BoundingBox box = centroidBoxes_[k + 1];
+        box.extend(centroidBoxes_[nodes[k].index]);
+        centroidBoxes_[k] = box;
+    }
 }
 
 // Puts the floor(n / 2) smallest records of [first, last) on the axis first.
@@ -382,25 +417,13 @@ void SceneBvh::splitAtMedian(std::size_t first, std::size_t last, std::uint8_t a
         selectMedian(records + first, records + first + n / 2, records + last, axis);
         return;
     }
-    axis == 0   ? splitAtMedian<0>(records + first, n, low, high)
-    : axis == 1 ? splitAtMedian<1>(records + first, n, low, high)
-                : splitAtMedian<2>(records + first, n, low, high);
-}
-
-template <int kAxis>
-void SceneBvh::splitAtMedian(SplitRecord* records, std::size_t n, float low, float high) {
-    const Buckets buckets(n, low, high);
-    std::uint32_t* histogram = histogram_.data();
-    const auto [median, below] = findMedianBucket<kAxis>(records, n, buckets, histogram);
-    // A few crossings are repaired in place; a changed axis moves about half
-    // the records, and those are better split in order.
-    const std::size_t limit = std::max<std::size_t>(n / 8, 16);
-    if (exchangeAcrossMedian<kAxis>(records, n, buckets, median, below, positions_.data(), straddlers_.data(),
-                                    limit))
-        return;
     SplitRecord* out = splitOutput_.data();
-    splitByBuckets<kAxis>(records, out, straddling_.data(), n, buckets, median, below, histogram[median]);
-    std::memcpy(static_cast<void*>(records), out, n * sizeof(SplitRecord));
+    SplitRecord* straddling = straddling_.data();
+    std::uint32_t* histogram = histogram_.data();
+    axis == 0   ? splitInOrder<0>(records + first, out, straddling, histogram, n, low, high)
+    : axis == 1 ? splitInOrder<1>(records + first, out, straddling, histogram, n, low, high)
+                : splitInOrder<2>(records + first, out, straddling, histogram, n, low, high);
+    std::memcpy(static_cast<void*>(records + first), out, n * sizeof(SplitRecord));
 }
 
 } // namespace verdanium
