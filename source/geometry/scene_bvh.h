@@ -65,7 +65,7 @@ public:
 private:
     void makeNodeLayout(std::size_t first, std::size_t last);
     void makeCentroidBoxes(std::size_t firstNode, std::size_t endNode);
-    void splitNode(std::size_t node, std::size_t first, std::size_t last);
+    void repairSplit(std::size_t node, std::size_t first, std::size_t last, bool trySwaps);
     bool swapAcrossMedian(std::size_t node, std::size_t first, std::size_t last, std::uint8_t axis);
     template <bool kLargest>
     std::size_t extremePosition(std::size_t node, std::size_t first, std::size_t last,
@@ -97,8 +97,6 @@ private:
     // Some centroid coordinate is NaN: then every node takes the plain
     // selection, which orders NaN last.
     bool anyNan_ = false;
-    // The layout was just made: no node has an arrangement or axis to keep.
-    bool freshLayout_ = false;
 };
 
 // Nearest-hit test of one entity: the world ray taken into object space and

@@ -143,6 +143,14 @@ void splitByBuckets(const SplitRecord* in, SplitRecord* out, SplitRecord* stradd
                 static_cast<std::size_t>(middle - straddling) * sizeof(SplitRecord));
 }
 
+// Bound k of lower x, y, z, upper x, y, z, by one load at a computed offset
+// (the six floats are adjacent), where Vec3's operator[] selects.
+float boxBound(const BoundingBox& box, int k) {
+    float value;
+    std::memcpy(&value, reinterpret_cast<const unsigned char*>(&box) + k * sizeof(float), sizeof(float));
+    return value;
+}
+
 // The point box of one record's centroid, as extending the empty box by it
 // makes it (a NaN coordinate is left out).
 BoundingBox centroidPoint(const SplitRecord& record) {
@@ -243,12 +251,23 @@ void SceneBvh::build(EntityMap::const_iterator first, EntityMap::const_iterator 
     }
     if (count >= 2) {
         makeCentroidBoxes(0, nodeCount);
-        freshLayout_ = freshLayout;
         // Pre-order puts every parent before its children: one pass in array
         // order splits top down, with no recursion.
-        for (std::size_t k = 0; k < nodeCount; ++k)
-            if (nodes[k].count == 0)
-                splitNode(k, nodeRanges_[k].first, nodeRanges_[k].last);
+        const bool keep = !freshLayout && !anyNan_;
+        for (std::size_t k = 0; k < nodeCount; ++k) {
+            BvhNode& node = nodes[k];
+            if (node.count != 0)
+                continue;
+            const std::uint8_t axis = splitAxis(centroidBoxes_[k]);
+            const bool sameAxis = node.axis == axis;
+            node.axis = axis;
+            // Nearly every node of a flying step is still split: two box reads.
+            // With no NaN about, the boxes hold the exact extremes of each half.
+            if (keep && sameAxis &&
+                boxBound(centroidBoxes_[k + 1], 3 + axis) <= boxBound(centroidBoxes_[node.index], axis))
+                continue;
+            repairSplit(k, nodeRanges_[k].first, nodeRanges_[k].last, keep && sameAxis);
+        }
     }
 
     // Children stand after their parent, so a backward pass sees them first.
@@ -309,25 +328,17 @@ void SceneBvh::makeCentroidBoxes(std::size_t firstNode, std::size_t endNode) {
     }
 }
 
-// Gives the inner node over [first, last) its axis and a median split of its
-// records; its subtree's centroid boxes stay those of its records.
-void SceneBvh::splitNode(std::size_t node, std::size_t first, std::size_t last) {
-    const std::size_t n = last - first;
-    const std::uint8_t axis = splitAxis(centroidBoxes_[node]);
-    const bool sameAxis = nodes[node].axis == axis;
-    nodes[node].axis = axis;
-    const std::size_t left = node + 1;
-    const std::size_t right = nodes[node].index;
-
-    // With no NaN about, the boxes hold the exact extremes of each half.
-    const bool split = !freshLayout_ && !anyNan_ && sameAxis &&
-                       (centroidBoxes_[left].upper[axis] <= centroidBoxes_[right].lower[axis] ||
-                        swapAcrossMedian(node, first, last, axis));
-    if (!split) {
-        splitAtMedian(first, last, axis, centroidBoxes_[node]);
-        // The node's own box stays: its range holds the same records.
-        makeCentroidBoxes(left, node + 2 * n - 1);
-    }
+// Gives the inner node over [first, last), whose halves are not split on its
+// axis, a median split: by swaps where the axis is the last build's (and few
+// records crossed), else by a split of the range. Its subtree's centroid
+// boxes stay those of its records.
+void SceneBvh::repairSplit(std::size_t node, std::size_t first, std::size_t last, bool trySwaps) {
+    const std::uint8_t axis = nodes[node].axis;
+    if (trySwaps && swapAcrossMedian(node, first, last, axis))
+        return;
+    splitAtMedian(first, last, axis, centroidBoxes_[node]);
+    // The node's own box stays: its range holds the same records.
+    makeCentroidBoxes(node + 1, node + 2 * (last - first) - 1);
 }
 
 // Swaps the largest record on the left with the smallest on the right while
