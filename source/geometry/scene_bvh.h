@@ -46,6 +46,15 @@ public:
     // allocates nothing.
     void build(EntityMap::const_iterator first, EntityMap::const_iterator last);
 
+    // The same build over primitives captured during the caller's own walk
+    // over the map, so that a step walks its entities once: startCapture, then
+    // capture(entity, final) for every entity in map order, then
+    // buildCaptured. `final` promises that nothing moves the entity before
+    // buildCaptured; an entity captured without it is captured again there.
+    void startCapture();
+    void capture(Entity& entity, bool final);
+    void buildCaptured();
+
     // Centroid of a primitive and its position in the build's gathered copy of
     // the primitives: what the median selection moves around, a third the size
     // of a primitive, and one SSE register.
@@ -94,6 +103,8 @@ private:
     std::vector<SplitRecord> straddling_;
     std::vector<std::uint32_t> histogram_;
     std::vector<EntityPrimitive> inMapOrder_;
+    // Map positions of the entities to capture again before the build.
+    std::vector<std::uint32_t> recapture_;
     // Some centroid coordinate is NaN: then every node takes the plain
     // selection, which orders NaN last.
     bool anyNan_ = false;

@@ -197,14 +197,25 @@ void splitInOrder(const SplitRecord* in, SplitRecord* out, SplitRecord* straddli
 // Last, one backward pass over the nodes gives each leaf its primitive and
 // each node its box.
 void SceneBvh::build(EntityMap::const_iterator first, EntityMap::const_iterator last) {
+    startCapture();
+    forEachEntity(first, last, [this](Entity& entity) { capture(entity, true); });
+    buildCaptured();
+}
+
+void SceneBvh::startCapture() {
     inMapOrder_.clear();
-    anyNan_ = false;
-    forEachEntity(first, last, [this](Entity& entity) {
-        const EntityPrimitive primitive = makeEntityPrimitive(entity);
-        const Vec3& centroid = primitive.centroid;
-        anyNan_ |= std::isnan(centroid.x) | std::isnan(centroid.y) | std::isnan(centroid.z);
-        inMapOrder_.push_back(primitive);
-    });
+    recapture_.clear();
+}
+
+void SceneBvh::capture(Entity& entity, bool final) {
+    if (!final)
+        recapture_.push_back(static_cast<std::uint32_t>(inMapOrder_.size()));
+    inMapOrder_.push_back(makeEntityPrimitive(entity));
+}
+
+void SceneBvh::buildCaptured() {
+    for (const std::uint32_t i : recapture_)
+        inMapOrder_[i] = makeEntityPrimitive(*inMapOrder_[i].entity);
     const std::size_t count = inMapOrder_.size();
 
     // A new count (a recreation) or emptied arrays make the layout again and
@@ -228,14 +239,17 @@ void SceneBvh::build(EntityMap::const_iterator first, EntityMap::const_iterator 
     records_.resize(count);
     arranged_.resize(count);
     constexpr std::size_t kGatherLookahead = 8;
+    bool anyNan = false;
     for (std::size_t i = 0; i < count; ++i) {
         if (i + kGatherLookahead < count)
             __builtin_prefetch(&inMapOrder_[mapIndexOf_[i + kGatherLookahead]]);
         const EntityPrimitive& primitive = inMapOrder_[mapIndexOf_[i]];
+        const Vec3& centroid = primitive.centroid;
+        anyNan |= std::isnan(centroid.x) | std::isnan(centroid.y) | std::isnan(centroid.z);
         arranged_[i] = primitive;
-        records_[i] = SplitRecord{{primitive.centroid.x, primitive.centroid.y, primitive.centroid.z},
-                                  static_cast<std::uint32_t>(i)};
+        records_[i] = SplitRecord{{centroid.x, centroid.y, centroid.z}, static_cast<std::uint32_t>(i)};
     }
+    anyNan_ = anyNan;
     // One spare slot each: a split's stray write may land just past its range.
     splitOutput_.resize(count + 1);
     straddling_.resize(count + 1);
