@@ -74,7 +74,7 @@ public:
 private:
     void makeNodeLayout(std::size_t first, std::size_t last);
     void makeCentroidBoxes(std::size_t firstNode, std::size_t endNode);
-    void repairSplit(std::size_t node, std::size_t first, std::size_t last, bool trySwaps);
+    void splitNodes(bool freshLayout);
     bool swapAcrossMedian(std::size_t node, std::size_t first, std::size_t last, std::uint8_t axis);
     template <bool kLargest>
     std::size_t extremePosition(std::size_t node, std::size_t first, std::size_t last,

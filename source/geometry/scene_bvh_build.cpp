@@ -11,6 +11,10 @@
 #include <limits>
 #include <utility>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace verdanium {
 namespace {
 
@@ -143,6 +147,44 @@ void splitByBuckets(const SplitRecord* in, SplitRecord* out, SplitRecord* stradd
                 static_cast<std::size_t>(middle - straddling) * sizeof(SplitRecord));
 }
 
+// The box of the centroids of [first, last), as extending the empty box by each
+// would make it (NaN coordinates are left out), up to the sign of a zero bound,
+// which no extent and no comparison can tell. minps(c, lower) is
+// c < lower ? c : lower, exactly extend's rule. Two accumulators per bound, so
+// that the loop is not one long chain of dependent minimums.
+BoundingBox centroidBox(const SplitRecord* first, const SplitRecord* last) {
+#if defined(__SSE2__)
+    const float inf = std::numeric_limits<float>::infinity();
+    __m128 lower0 = _mm_set1_ps(inf), lower1 = lower0;
+    __m128 upper0 = _mm_set1_ps(-inf), upper1 = upper0;
+    const SplitRecord* it = first;
+    for (; last - it >= 2; it += 2) {
+        // The fourth lane holds the primitive's position; it is carried along and ignored.
+        const __m128 a = _mm_load_ps(it[0].centroid);
+        const __m128 b = _mm_load_ps(it[1].centroid);
+        lower0 = _mm_min_ps(a, lower0);
+        upper0 = _mm_max_ps(a, upper0);
+        lower1 = _mm_min_ps(b, lower1);
+        upper1 = _mm_max_ps(b, upper1);
+    }
+    if (it != last) {
+        const __m128 a = _mm_load_ps(it->centroid);
+        lower0 = _mm_min_ps(a, lower0);
+        upper0 = _mm_max_ps(a, upper0);
+    }
+    alignas(16) float lower[4];
+    alignas(16) float upper[4];
+    _mm_store_ps(lower, _mm_min_ps(lower1, lower0));
+    _mm_store_ps(upper, _mm_max_ps(upper1, upper0));
+    return BoundingBox{Vec3{lower[0], lower[1], lower[2]}, Vec3{upper[0], upper[1], upper[2]}};
+#else
+    BoundingBox box;
+    for (const SplitRecord* it = first; it != last; ++it)
+        box.extend(Vec3{it->centroid[0], it->centroid[1], it->centroid[2]});
+    return box;
+#endif
+}
+
 // Bound k of lower x, y, z, upper x, y, z, by one load at a computed offset
 // (the six floats are adjacent), where Vec3's operator[] selects.
 float boxBound(const BoundingBox& box, int k) {
@@ -189,7 +231,8 @@ void splitInOrder(const SplitRecord* in, SplitRecord* out, SplitRecord* straddli
 //   so the nodes below find them still split.
 // - A node whose axis changed (or the first build over a new count, or one
 //   where too many records crossed) splits its range by the bucket selection,
-//   keeping each side's order, and makes its subtree's boxes again.
+//   keeping each side's order, and the nodes below it take their children's
+//   boxes from scans of their halves (see splitNodes).
 //
 // Either way a node's halves hold the floor(n / 2) smallest records and the
 // rest, which is all the selection the tree is defined by promises; the tree
@@ -263,26 +306,8 @@ void SceneBvh::buildCaptured() {
         nodes[0] = BvhNode{BoundingBox{}.lower, BoundingBox{}.upper, 0, 0, 0};
         return;
     }
-    if (count >= 2) {
-        makeCentroidBoxes(0, nodeCount);
-        // Pre-order puts every parent before its children: one pass in array
-        // order splits top down, with no recursion.
-        const bool keep = !freshLayout && !anyNan_;
-        for (std::size_t k = 0; k < nodeCount; ++k) {
-            BvhNode& node = nodes[k];
-            if (node.count != 0)
-                continue;
-            const std::uint8_t axis = splitAxis(centroidBoxes_[k]);
-            const bool sameAxis = node.axis == axis;
-            node.axis = axis;
-            // Nearly every node of a flying step is still split: two box reads.
-            // With no NaN about, the boxes hold the exact extremes of each half.
-            if (keep && sameAxis &&
-                boxBound(centroidBoxes_[k + 1], 3 + axis) <= boxBound(centroidBoxes_[node.index], axis))
-                continue;
-            repairSplit(k, nodeRanges_[k].first, nodeRanges_[k].last, keep && sameAxis);
-        }
-    }
+    if (count >= 2)
+        splitNodes(freshLayout);
 
     // Children stand after their parent, so a backward pass sees them first.
     for (std::size_t k = nodeCount; k-- > 0;) {
@@ -342,17 +367,55 @@ void SceneBvh::makeCentroidBoxes(std::size_t firstNode, std::size_t endNode) {
     }
 }
 
-// Gives the inner node over [first, last), whose halves are not split on its
-// axis, a median split: by swaps where the axis is the last build's (and few
-// records crossed), else by a split of the range. Its subtree's centroid
-// boxes stay those of its records.
-void SceneBvh::repairSplit(std::size_t node, std::size_t first, std::size_t last, bool trySwaps) {
-    const std::uint8_t axis = nodes[node].axis;
-    if (trySwaps && swapAcrossMedian(node, first, last, axis))
-        return;
-    splitAtMedian(first, last, axis, centroidBoxes_[node]);
-    // The node's own box stays: its range holds the same records.
-    makeCentroidBoxes(node + 1, node + 2 * (last - first) - 1);
+// Gives every inner node its axis and a median split of its records, top
+// down: pre-order puts every parent before its children, so one pass in array
+// order does it, with no recursion.
+//
+// Below a node that was split anew, the centroid boxes of the last
+// arrangement mean nothing. There each node scans its two halves for its
+// children's boxes instead, and takes no swaps, which descend the boxes of a
+// whole subtree: a subtree whose records were rearranged is built much as a
+// fresh build would build it, with one scan per level. (Making all its boxes
+// again at every such node was the costliest part of a step where the axis
+// of a large node changed.)
+void SceneBvh::splitNodes(bool freshLayout) {
+    const std::size_t nodeCount = nodes.size();
+    const SplitRecord* records = records_.data();
+    std::size_t staleEnd = 0;
+    if (freshLayout || anyNan_) {
+        centroidBoxes_[0] = centroidBox(records, records + records_.size());
+        staleEnd = nodeCount;
+    } else {
+        makeCentroidBoxes(0, nodeCount);
+    }
+    for (std::size_t k = 0; k < nodeCount; ++k) {
+        BvhNode& node = nodes[k];
+        if (node.count != 0)
+            continue;
+        const std::uint8_t axis = splitAxis(centroidBoxes_[k]);
+        const bool sameAxis = node.axis == axis;
+        node.axis = axis;
+        const std::size_t left = k + 1;
+        const std::size_t right = node.index;
+        const std::size_t first = nodeRanges_[k].first;
+        const std::size_t last = nodeRanges_[k].last;
+        const std::size_t mid = first + (last - first) / 2;
+        const bool stale = k < staleEnd;
+        if (stale) {
+            centroidBoxes_[left] = centroidBox(records + first, records + mid);
+            centroidBoxes_[right] = centroidBox(records + mid, records + last);
+        }
+        // Nearly every node of a flying step is still split: two box reads.
+        // With no NaN about, the boxes hold the exact extremes of each half.
+        if (!anyNan_ && boxBound(centroidBoxes_[left], 3 + axis) <= boxBound(centroidBoxes_[right], axis))
+            continue;
+        if (!stale && sameAxis && swapAcrossMedian(k, first, last, axis))
+            continue;
+        splitAtMedian(first, last, axis, centroidBoxes_[k]);
+        centroidBoxes_[left] = centroidBox(records + first, records + mid);
+        centroidBoxes_[right] = centroidBox(records + mid, records + last);
+        staleEnd = std::max(staleEnd, k + 2 * (last - first) - 1);
+    }
 }
 
 // Swaps the largest record on the left with the smallest on the right while
@@ -365,7 +428,10 @@ bool SceneBvh::swapAcrossMedian(std::size_t node, std::size_t first, std::size_t
     const std::size_t mid = first + n / 2;
     const std::size_t left = node + 1;
     const std::size_t right = nodes[node].index;
-    const std::size_t limit = std::max<std::size_t>(n / 16, 4);
+    // About twice the square root of n: records that merely crossed the median
+    // between two steps are a handful, and a range that needs more is better
+    // split anew than searched (each swap walks four paths of the subtree).
+    const std::size_t limit = std::size_t{4} << (std::bit_width(n) / 2);
     for (std::size_t swaps = 0; centroidBoxes_[left].upper[axis] > centroidBoxes_[right].lower[axis];
          ++swaps) {
         if (swaps == limit)
