@@ -8,7 +8,7 @@
 
 namespace verdanium {
 
-std::uint64_t gAllocatedBytes = 0;
+std::atomic<std::uint64_t> gAllocatedBytes{0};
 
 static void* heapAllocate(std::size_t size, std::size_t alignment) {
     // A zero-byte request still needs a distinct block (operator new must not return null).
@@ -31,7 +31,7 @@ void* trackedAlloc(std::size_t size, std::size_t alignment) {
     }
     std::size_t blockSize = malloc_usable_size(block);
     FoundationLockScope lock;
-    gAllocatedBytes += blockSize;
+    gAllocatedBytes.fetch_add(blockSize, std::memory_order_relaxed);
     return block;
 }
 
@@ -40,7 +40,7 @@ void trackedFree(void* block) {
         return;
     {
         FoundationLockScope lock;
-        gAllocatedBytes -= malloc_usable_size(block);
+        gAllocatedBytes.fetch_sub(malloc_usable_size(block), std::memory_order_relaxed);
     }
     std::free(block);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -9,8 +10,10 @@ namespace verdanium {
 // out by trackedAlloc. Because both directions use the block's reported size,
 // balanced use brings it back exactly, whatever sizes were asked for. Written
 // on every allocation and release under gFoundationLock; nothing in the program
-// reads it.
-extern std::uint64_t gAllocatedBytes;
+// reads it. It is atomic as well because the lock only exists between static
+// initialisation and exit: worker threads of the ray-query library may still
+// release blocks after the lock is gone, and those updates must not race.
+extern std::atomic<std::uint64_t> gAllocatedBytes;
 
 // The body of every global allocation operator: a block from the heap, counted.
 // Alignments above what malloc guarantees come from posix_memalign, which free

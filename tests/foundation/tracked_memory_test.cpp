@@ -15,17 +15,17 @@ namespace verdanium {
 namespace {
 
 TEST(TrackedMemory, CountsTheHeapsBlockSizeAndNothingForNull) {
-    const std::uint64_t before = gAllocatedBytes;
+    const std::uint64_t before = gAllocatedBytes.load();
     void* block = trackedAlloc(13);
-    EXPECT_EQ(gAllocatedBytes - before, malloc_usable_size(block));
+    EXPECT_EQ(gAllocatedBytes.load() - before, malloc_usable_size(block));
     trackedFree(block);
     trackedFree(nullptr);
     delete static_cast<int*>(nullptr);
-    EXPECT_EQ(gAllocatedBytes, before);
+    EXPECT_EQ(gAllocatedBytes.load(), before);
 }
 
 TEST(TrackedMemory, BalancedUseOfEveryOperatorFormRestoresTheCount) {
-    const std::uint64_t before = gAllocatedBytes;
+    const std::uint64_t before = gAllocatedBytes.load();
     {
         for (std::size_t size : {0u, 1u, 7u, 25u, 4096u, 1u << 20})
             trackedFree(trackedAlloc(size));
@@ -47,11 +47,11 @@ TEST(TrackedMemory, BalancedUseOfEveryOperatorFormRestoresTheCount) {
         std::map<std::string, std::shared_ptr<std::vector<int>>> table;
         table["a fairly long key that does not fit in place"] = std::make_shared<std::vector<int>>(1000, 1);
     }
-    EXPECT_EQ(gAllocatedBytes, before);
+    EXPECT_EQ(gAllocatedBytes.load(), before);
 }
 
 TEST(TrackedMemory, ConcurrentBalancedUseRestoresTheCount) {
-    const std::uint64_t before = gAllocatedBytes;
+    const std::uint64_t before = gAllocatedBytes.load();
     {
         auto churn = [](unsigned seed) {
             for (unsigned i = 0; i < 20000; ++i) {
@@ -64,7 +64,7 @@ TEST(TrackedMemory, ConcurrentBalancedUseRestoresTheCount) {
         first.join();
         second.join();
     }
-    EXPECT_EQ(gAllocatedBytes, before);
+    EXPECT_EQ(gAllocatedBytes.load(), before);
 }
 
 } // namespace
