@@ -14,9 +14,9 @@
 
 namespace verdanium {
 
-// The traversals of both hierarchy levels. A level supplies what its leaves hold through a callable; the
-// order of visits, the box test and the stack are shared, so the scene level walks its tree exactly as a
-// mesh does.
+// The traversals of the binary hierarchy. A tree supplies what its leaves hold through a callable; the
+// order of visits, the box test and the stack are shared. (The scene level walks a four-wide copy of its
+// tree instead, see wide_bvh.h: its tree stays in cache, where the trade-offs below come out the other way.)
 //
 // On incoherent rays this loop is bound by latency, not arithmetic: each node's address depends on the
 // previous node, and whether a box is entered is close to a coin toss, so about every other node costs a

@@ -1,7 +1,6 @@
 #include "geometry/scene_bvh.h"
 
 #include "foundation/math/math_errors.h"
-#include "geometry/bvh_traversal.h"
 #include "geometry/geometry.h"
 #include "geometry/hit.h"
 #include "geometry/ray.h"
@@ -43,17 +42,16 @@ bool entityOccludes(const Entity& entity, const Ray& worldRay) {
 }
 
 bool SceneBvh::intersect(const Ray& ray, Hit& hit) const {
-    return traverseNearest(nodes.data(), nodes.size(), ray, hit,
-                           [&](std::uint32_t index, std::uint8_t count) {
-                               bool found = false;
-                               for (std::uint32_t i = index; i < index + count; ++i)
-                                   found |= intersectEntity(*leafItems[i], ray, hit);
-                               return found;
-                           });
+    return wide_.intersect(ray, hit, [&](std::uint32_t index, std::uint8_t count) {
+        bool found = false;
+        for (std::uint32_t i = index; i < index + count; ++i)
+            found |= intersectEntity(*leafItems[i], ray, hit);
+        return found;
+    });
 }
 
 bool SceneBvh::occluded(const Ray& ray) const {
-    return traverseAny(nodes.data(), nodes.size(), ray, [&](std::uint32_t index, std::uint8_t count) {
+    return wide_.occluded(ray, [&](std::uint32_t index, std::uint8_t count) {
         for (std::uint32_t i = index; i < index + count; ++i)
             if (entityOccludes(*leafItems[i], ray))
                 return true;

@@ -2,6 +2,7 @@
 
 #include "foundation/math/vec3.h"
 #include "geometry/bvh.h"
+#include "geometry/wide_bvh.h"
 #include "world/entity_map.h"
 
 #include <cstdint>
@@ -63,9 +64,16 @@ public:
         std::uint32_t primitive;
     };
 
-    // Nearest hit over the tree, with the traversal rules of the mesh level; each
-    // entity reached is tested in its object space. Returns false at once when
-    // the tree has never been built.
+    // Empties the tree and its wide copy, keeping their capacity.
+    void clearKeepingCapacity() {
+        Bvh::clearKeepingCapacity();
+        wide_.clear();
+    }
+
+    // Nearest hit over the tree; each entity reached is tested in its object
+    // space. The walk runs over a four-wide copy of the tree, made by every
+    // build, and finds the hit the binary walk would. Returns false at once
+    // when the tree has never been built.
     bool intersect(const Ray& ray, Hit& hit) const;
     // Any hit. The ray's range limits only the entity boxes: inside an entity
     // the object-space ray runs from 0 to infinity.
@@ -81,6 +89,9 @@ private:
                                 std::uint8_t axis) const;
     void refreshCentroidPath(std::size_t node, std::size_t first, std::size_t last, std::size_t position);
     void splitAtMedian(std::size_t first, std::size_t last, std::uint8_t axis, const BoundingBox& centroids);
+
+    // What the queries walk: the finished tree, four children to a node.
+    WideBvh wide_;
 
     // Scratch of the build, kept with its capacity between builds. The build
     // starts from the arrangement the last one left: mapIndexOf_[i] is the map

@@ -304,6 +304,7 @@ void SceneBvh::buildCaptured() {
 
     if (count == 0) {
         nodes[0] = BvhNode{BoundingBox{}.lower, BoundingBox{}.upper, 0, 0, 0};
+        wide_.build(nodes);
         return;
     }
     if (count >= 2)
@@ -329,6 +330,7 @@ void SceneBvh::buildCaptured() {
         node.upper = box.upper;
     }
     mapIndexOf_.swap(nextMapIndexOf_);
+    wide_.build(nodes);
 }
 
 // The nodes of a tree over [first, last) in pre-order: leaf ranges and

@@ -115,6 +115,19 @@ TEST_F(SceneHierarchyTest, TreeAnswersAsTheLinearWalkDoes) {
             target = Vec3{m.m[12], m.m[13], m.m[14]} + randomPoint(1);
         }
         ray.direction = target - ray.origin;
+        // Some rays run parallel to one or two axes: their zero components give infinite slab distances,
+        // and NaN ones where an origin lies on a box plane (the rays along a box face below).
+        const int flat = static_cast<int>(random() % 6);
+        if (flat == 1 || flat == 2)
+            ray.direction.x = 0.0f;
+        if (flat == 2 || flat == 3)
+            ray.direction.y = 0.0f;
+        if (flat == 4) {
+            const Entity& entity =
+                *std::next(scene.entities.begin(), random() % scene.entities.size())->second;
+            ray.origin.z = entity.transform.forward.m[14] + entity.geometry->radiusBounds.upper.z;
+            ray.direction.z = 0.0f;
+        }
         ray.countsLights = true;
     }
     // Before the first build the map is walked; afterwards the tree answers.
