@@ -162,6 +162,24 @@ TEST_F(Accumulation, PictureIsTheMeanWithGammaDrawnFromTheTopLeftDown) {
         EXPECT_FLOAT_EQ(pixel.z, std::pow(0.0625f, gamma));
         EXPECT_FLOAT_EQ(pixel.w, 1.0f);
     }
+    {
+        // A picture of more than one chunk is converted by the pool's workers: the same pixels, bit for bit,
+        // over an array that had a different size before.
+        auto renderer = tracer(100, 50);
+        renderer->accumulation.resize(5000);
+        for (std::size_t i = 0; i < renderer->accumulation.size(); ++i)
+            renderer->accumulation[i] = Vec4(0.001f * float(i), 0.5f, float(i % 7), float(i % 5));
+        renderer->setCpuThreads(1);
+        renderer->displayPixels.assign(17, Vec4(9.0f, 9.0f, 9.0f, 9.0f));
+        renderer->convertAccumulation();
+        const std::vector<Vec4> single = renderer->displayPixels;
+        renderer->setCpuThreads(2);
+        renderer->displayPixels.assign(9000, Vec4(9.0f, 9.0f, 9.0f, 9.0f));
+        renderer->convertAccumulation();
+        ASSERT_EQ(single.size(), 5000u);
+        EXPECT_EQ(renderer->displayPixels, single);
+        EXPECT_EQ(single[5], Vec4{}) << "a count of 0";
+    }
     // Row 0 of the sums is the top of the picture: red there, green in the middle, blue in the bottom row.
     auto renderer = tracer(4, 3);
     renderer->setCpuThreads(0);
