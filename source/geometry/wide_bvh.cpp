@@ -4,13 +4,17 @@ namespace verdanium {
 
 namespace {
 
+void writeBox(WideBvhNode& wide, int lane, const Vec3& lower, const Vec3& upper) {
+    wide.planes[0][lane] = lower.x;
+    wide.planes[1][lane] = lower.y;
+    wide.planes[2][lane] = lower.z;
+    wide.planes[3][lane] = upper.x;
+    wide.planes[4][lane] = upper.y;
+    wide.planes[5][lane] = upper.z;
+}
+
 void setLane(WideBvhNode& wide, int lane, const BvhNode& box) {
-    wide.planes[0][lane] = box.lower.x;
-    wide.planes[1][lane] = box.lower.y;
-    wide.planes[2][lane] = box.lower.z;
-    wide.planes[3][lane] = box.upper.x;
-    wide.planes[4][lane] = box.upper.y;
-    wide.planes[5][lane] = box.upper.z;
+    writeBox(wide, lane, box.lower, box.upper);
     wide.occupied |= static_cast<std::uint8_t>(1u << lane);
 }
 
@@ -18,14 +22,8 @@ void setLane(WideBvhNode& wide, int lane, const BvhNode& box) {
 WideBvhNode emptyWideNode() {
     WideBvhNode wide{};
     const BoundingBox empty;
-    for (int lane = 0; lane < 4; ++lane) {
-        wide.planes[0][lane] = empty.lower.x;
-        wide.planes[1][lane] = empty.lower.y;
-        wide.planes[2][lane] = empty.lower.z;
-        wide.planes[3][lane] = empty.upper.x;
-        wide.planes[4][lane] = empty.upper.y;
-        wide.planes[5][lane] = empty.upper.z;
-    }
+    for (int lane = 0; lane < 4; ++lane)
+        writeBox(wide, lane, empty.lower, empty.upper);
     return wide;
 }
 
