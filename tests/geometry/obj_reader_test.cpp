@@ -1,6 +1,6 @@
 #include "geometry/obj_reader.h"
 
-#include "test_files.h"
+#include "support/test_files.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -39,14 +39,10 @@ protected:
     void SetUp() override { VERDANIUM_REQUIRE_GL(); }
 };
 
-TEST_F(BackgroundTest, FaceCentresReadTheMiddleOfTheirFaces) {
+TEST_F(BackgroundTest, DirectionsReadTheirFaceTheWayItIsOriented) {
     // Faces of 3 x 3 texels: rows 0-2 +X, 3-5 -X, 6-8 +Y, 9-11 -Y, 12-14 +Z, 15-17 -Z.
     const std::string path = writeStrip("strip", 3, 18);
     Background background(path);
-    EXPECT_NE(background.vertexArray, 0u);
-    EXPECT_EQ(background.texture.wrapMode, WrapRepeat);
-    EXPECT_EQ(background.material.texture.image, background.texture.image);
-    EXPECT_NE(background.texture.image->textureId, 0u);
 
     struct Case {
         Vec3 direction;
@@ -64,6 +60,11 @@ TEST_F(BackgroundTest, FaceCentresReadTheMiddleOfTheirFaces) {
     EXPECT_EQ(radianceAlong(background, {1, 1, 0}), (Vec3{7, 0, 7}));
     EXPECT_EQ(radianceAlong(background, {1, 0, 1}), (Vec3{13, 0, 7}));
     EXPECT_EQ(radianceAlong(background, {1, 1, 1}), (Vec3{14, 0, 7}));
+    // Orientation: on +X, +y runs toward the face's last row in the file and +z toward column 0; on -Z, +x
+    // runs toward column 0.
+    EXPECT_EQ(radianceAlong(background, {1, 0.5f, 0.5f}), (Vec3{2, 0, 7}));
+    EXPECT_EQ(radianceAlong(background, {1, -0.5f, -0.5f}), (Vec3{0, 2, 7}));
+    EXPECT_EQ(radianceAlong(background, {0.5f, 0, -1}), (Vec3{16, 0, 7}));
     std::remove(path.c_str());
 }
 

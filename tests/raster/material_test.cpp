@@ -40,21 +40,6 @@ protected:
     std::shared_ptr<GlslProgram> matte;
 };
 
-TEST_F(MaterialTest, DefaultMaterialHasTheMatteProgramAndAFreshEmptyImage) {
-    const Material first = makeDefaultMaterial();
-    const Material second = makeDefaultMaterial();
-    EXPECT_EQ(first.illumination, 0u);
-    EXPECT_EQ(first.program, matte);
-    EXPECT_EQ(first.texture.wrapMode, WrapRepeat);
-    ASSERT_NE(first.texture.image, nullptr);
-    EXPECT_TRUE(first.texture.image->pixels.empty());
-    EXPECT_EQ(first.texture.image->width, 0);
-    EXPECT_EQ(first.texture.image->height, 0);
-    EXPECT_EQ(first.texture.image->textureId, 0u);
-    // Made directly, not shared through the cache.
-    EXPECT_NE(first.texture.image, second.texture.image);
-}
-
 TEST_F(MaterialTest, OneMaterialPerRecordInOrderWithIllumOnlyWhereAMapIs) {
     const std::string texture = writeTexture("diffuse");
     Geometry mesh;

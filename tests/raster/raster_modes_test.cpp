@@ -10,8 +10,6 @@
 #include <GL/glew.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 namespace verdanium {
 namespace {
 
@@ -47,33 +45,6 @@ TEST_F(RasterModesTest, AnEmptySceneShowsTheBoxAsTheTracerSeesItWithPlusZAhead) 
         const float ahead = pixels[(kHeight / 2) * kWidth + kWidth / 2].x;
         EXPECT_TRUE(ahead == testing::testStripRed(8) || ahead == testing::testStripRed(9)) << ahead;
     }
-}
-
-TEST_F(RasterModesTest, ShaderRasterDrawsARedEntityWhereTheProjectionPutsIt) {
-    const Vec3 centre{3.0f, 2.0f, 0.0f};
-    addEntity(makeCube(4.0f), makeTranslation(centre));
-    testing::FloatTarget target(kWidth, kHeight);
-    glPushAttrib(kAllAttributeBits);
-    applyRasterState();
-    scene->rasterize(RenderModeShaderRaster, *camera);
-    glPopAttrib();
-    const std::vector<Vec4> pixels = target.read();
-
-    // Red (green and blue exactly 0) at the projected centre of the face towards the
-    // eye and just inside its corners; the background (blue 0.5) just beyond the
-    // corners of the cube's outline; and the red area no larger than the cube.
-    auto isRed = [&](std::size_t i) {
-        return pixels[i].x > 0.1f && pixels[i].y == 0.0f && pixels[i].z == 0.0f;
-    };
-    EXPECT_TRUE(isRed(pixelOf(centre + Vec3{0.0f, 0.0f, 2.0f})));
-    for (float x : {-1.0f, 1.0f})
-        for (float y : {-1.0f, 1.0f}) {
-            EXPECT_TRUE(isRed(pixelOf(centre + Vec3{1.2f * x, 1.2f * y, 2.0f}))) << x << "," << y;
-            EXPECT_EQ(pixels[pixelOf(centre + Vec3{3.0f * x, 3.0f * y, 2.0f})].z, 0.5f) << x << "," << y;
-        }
-    const auto red = std::count_if(pixels.begin(), pixels.end(), [](const Vec4& p) { return p.z == 0.0f; });
-    EXPECT_GT(red, 40) << "a cube of several pixels";
-    EXPECT_LT(red, 80) << "and no more";
 }
 
 // Modes 0 and 4 cannot be drawn: one message per object (background and two

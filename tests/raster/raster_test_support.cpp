@@ -9,6 +9,7 @@
 #include <GL/glew.h>
 
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <unistd.h>
 
@@ -22,21 +23,6 @@ std::string uniqueName(const std::string& stem) {
 }
 
 } // namespace
-
-void TempDirectoryTest::SetUp() {
-    directory = std::filesystem::temp_directory_path() / uniqueName("verdanium_raster");
-    std::filesystem::create_directories(directory);
-}
-
-void TempDirectoryTest::TearDown() {
-    std::filesystem::remove_all(directory);
-}
-
-std::string TempDirectoryTest::write(const std::string& name, const std::string& bytes) const {
-    const std::string path = (directory / name).string();
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path;
-}
 
 float testStripRed(int row) {
     return static_cast<float>(row) / 11.0f;

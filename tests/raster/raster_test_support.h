@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,16 +20,6 @@ struct Transform;
 } // namespace verdanium
 
 namespace verdanium::testing {
-
-// A fresh directory per test, removed afterwards, and a writer of exact bytes into it.
-class TempDirectoryTest : public ::testing::Test {
-protected:
-    void SetUp() override;
-    void TearDown() override;
-    std::string write(const std::string& name, const std::string& bytes) const;
-
-    std::filesystem::path directory;
-};
 
 // A cube-map strip of 2 x 2 texel faces (2 wide, 12 high) in the temporary
 // directory. Every texel has a colour of its own, none black, none pure red and
