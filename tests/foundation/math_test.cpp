@@ -1,6 +1,5 @@
 #include "foundation/math/mat3.h"
 #include "foundation/math/mat4.h"
-#include "foundation/math/orthonormal_basis.h"
 #include "foundation/math/transform.h"
 #include "foundation/math/transform_d.h"
 
@@ -48,10 +47,7 @@ TEST(Math, ReciprocalsOfZeroRaiseElementNotInvertible) {
     EXPECT_EQ(domainErrorText([&] { transformPoint(flat, Vec3{1, 2, 3}); }), zero);
 }
 
-TEST(Math, VectorAndMatrixBasics) {
-    EXPECT_EQ(normalized(Vec3{3, 0, 4}), (Vec3{0.6f, 0, 0.8f}));
-    EXPECT_EQ(cross(Vec3{1, 0, 0}, Vec3{0, 1, 0}), (Vec3{0, 0, 1})); // right-handed
-
+TEST(Math, MatrixLayoutAndPowers) {
     // K squared by square-and-multiply is the direct product, and K v is u x v.
     const Vec3 u{0.3f, -0.5f, 0.8f};
     const Mat3 k = crossProductMatrix(u);
@@ -67,20 +63,8 @@ TEST(Math, VectorAndMatrixBasics) {
     EXPECT_EQ(transformPoint(m, Vec3{1, 2, 3}), (Vec3{0.5f, 4.5f, 1.5f}));
 }
 
-TEST(Math, OrthonormalBasisCompletesARightHandedFrame) {
-    const TangentPair z = orthonormalBasis(Vec3{0, 0, 1});
-    EXPECT_EQ(z.u, (Vec3{0, 1, 0})); // |x| == |y| takes the second branch
-    EXPECT_EQ(z.v, (Vec3{-1, 0, 0}));
-    const Vec3 n = normalized(Vec3{0.9f, 0.1f, -0.4f}); // the first branch
-    const TangentPair b = orthonormalBasis(n);
-    EXPECT_NEAR(dot(b.u, n), 0.0f, 1e-6f);
-    EXPECT_NEAR(dot(b.u, b.v), 0.0f, 1e-6f);
-    EXPECT_NEAR(dot(cross(b.u, b.v), n), 1.0f, 1e-6f);
-}
-
 TEST(Math, MakersCarryTheirInverses) {
     const Transform t = makeTranslation(Vec3{1, -2, 3});
-    EXPECT_EQ(transformPoint(t.forward, Vec3{}), (Vec3{1, -2, 3}));
     EXPECT_EQ(t.forward * t.inverse, Mat4::identity());
     const Transform s = makeScale(Vec3{2, 4, 0.5f});
     EXPECT_EQ(s.forward * s.inverse, Mat4::identity());
@@ -88,7 +72,6 @@ TEST(Math, MakersCarryTheirInverses) {
     const Transform r = makeRotation(Vec3{30, -10, 20}, 1.3f);
     expectNear(r.forward * r.inverse, Mat4::identity());
     expectNear(r.forward, makeRotation(normalized(Vec3{3, -1, 2}), 1.3f).forward, 1e-6f); // any axis length
-    EXPECT_EQ(makeRotation(Vec3{0, 0, 1}, 0.0f).forward, Mat4::identity());
     // Right-handed: a positive angle about +z takes +x towards +y.
     expectNear(
         transformPoint(makeRotation(Vec3{0, 0, 1}, std::numbers::pi_v<float> / 2).forward, Vec3{1, 0, 0}),

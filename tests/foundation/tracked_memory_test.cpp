@@ -14,19 +14,14 @@
 namespace verdanium {
 namespace {
 
-TEST(TrackedMemory, CountsTheHeapsBlockSizeAndNothingForNull) {
-    const std::uint64_t before = gAllocatedBytes.load();
-    void* block = trackedAlloc(13);
-    EXPECT_EQ(gAllocatedBytes.load() - before, malloc_usable_size(block));
-    trackedFree(block);
-    trackedFree(nullptr);
-    delete static_cast<int*>(nullptr);
-    EXPECT_EQ(gAllocatedBytes.load(), before);
-}
-
-TEST(TrackedMemory, BalancedUseOfEveryOperatorFormRestoresTheCount) {
+TEST(TrackedMemory, CountsTheHeapsBlockSizeAndBalancedUseOfEveryFormRestoresIt) {
     const std::uint64_t before = gAllocatedBytes.load();
     {
+        void* block = trackedAlloc(13);
+        EXPECT_EQ(gAllocatedBytes.load() - before, malloc_usable_size(block));
+        trackedFree(block);
+        trackedFree(nullptr);
+        delete static_cast<int*>(nullptr);
         for (std::size_t size : {0u, 1u, 7u, 25u, 4096u, 1u << 20})
             trackedFree(trackedAlloc(size));
         delete new int(5);
