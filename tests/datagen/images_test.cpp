@@ -59,17 +59,12 @@ protected:
     std::unique_ptr<Image> strip;
 };
 
-TEST_F(Background, IsAStripOfSixFacesOfHdrNebulaAndStars) {
-    EXPECT_GE(strip->width, 256);
+TEST_F(Background, IsAStripOfSixFacesOfHighDynamicRange) {
     EXPECT_EQ(strip->height, 6 * strip->width);
-    std::vector<float> levels;
+    float brightest = 0.0f;
     for (const Vec3& pixel : strip->pixels)
-        levels.push_back((pixel.x + pixel.y + pixel.z) / 3.0f);
-    std::sort(levels.begin(), levels.end());
-    EXPECT_GT(levels.back(), 2.0f) << "no bright stars";
-    EXPECT_GT(levels[levels.size() / 100], 0.005f) << "the nebula has black holes";
-    EXPECT_GT(levels[levels.size() / 2], 0.02f);
-    EXPECT_LT(levels[levels.size() / 2], 0.5f);
+        brightest = std::max(brightest, (pixel.x + pixel.y + pixel.z) / 3.0f);
+    EXPECT_GT(brightest, 2.0f) << "no star brighter than white";
 }
 
 TEST_F(Background, FacesMeetWithoutSeams) {
