@@ -7,7 +7,8 @@
 namespace verdanium {
 namespace {
 
-// A key as X reports it on a US layout: its first two key symbols.
+// A key as X reports it on a US layout: its first two key symbols. The window input tests type more of
+// these through the server (return, keypad enter and 5, right modifiers, left alt, page up, digits, minus).
 struct Key {
     std::uint64_t keySym;
     std::uint64_t keypadKeySym;
@@ -17,24 +18,15 @@ struct Key {
 TEST(KeyName, NamesEveryKindOfKey) {
     const Key keys[] = {
         {XK_F1, XK_F1, "F1"},
-        {XK_F24, XK_F24, "F24"},
         // Level 0 of a keypad digit is its cursor function without NumLock, or
         // the digit itself with it; either way the name is the digit's.
         {XK_KP_Insert, XK_KP_0, "numpad 0"},
-        {XK_KP_Begin, XK_KP_5, "numpad 5"},
         {XK_KP_9, XK_KP_Prior, "numpad 9"},
         {XK_KP_Delete, XK_KP_Decimal, "numpad ."},
         {XK_KP_Multiply, XK_KP_Multiply, "numpad *"},
-        {XK_KP_Add, XK_KP_Add, "numpad +"},
-        {XK_KP_Subtract, XK_KP_Subtract, "numpad -"},
         {XK_KP_Divide, XK_KP_Divide, "numpad /"},
-        {XK_KP_Enter, XK_KP_Enter, "numpad enter"},
-        {XK_Return, XK_Return, "return"},
         {XK_Shift_L, XK_Shift_L, "left shift"},
-        {XK_Shift_R, XK_Shift_R, "right shift"},
         {XK_Control_L, XK_Control_L, "left control"},
-        {XK_Control_R, XK_Control_R, "right control"},
-        {XK_Alt_L, XK_Meta_L, "left alt"},
         {XK_Alt_R, XK_Meta_R, "right alt"},
         {XK_Super_L, XK_Super_L, "left win"},
         {XK_Super_R, XK_Super_R, "right win"},
@@ -42,13 +34,10 @@ TEST(KeyName, NamesEveryKindOfKey) {
         {XK_Tab, XK_ISO_Left_Tab, "tab"},
         {XK_Pause, XK_Break, "pause"},
         {XK_Print, XK_Sys_Req, "screenshot"},
-        {XK_Prior, XK_Prior, "page up"},
         {XK_space, XK_space, "space"},
         {XK_Num_Lock, XK_Num_Lock, "num lock"},
         // Printable keys: the unshifted character, letters as capitals.
         {XK_a, XK_A, "A"},
-        {XK_z, XK_Z, "Z"},
-        {XK_0, XK_parenright, "0"},
         {XK_minus, XK_underscore, "-"},
         {XK_backslash, XK_bar, "\\"},
         {XK_adiaeresis, XK_Adiaeresis, "\xc3\x84"}, // Ä, in UTF-8
