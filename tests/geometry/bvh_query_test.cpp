@@ -2,7 +2,6 @@
 
 #include "geometry/bvh.h"
 #include "geometry/bvh_traversal.h"
-#include "geometry/embree_scene.h"
 #include "geometry/geometry.h"
 #include "geometry/intersector_mode.h"
 #include "geometry/triangle_intersection.h"
@@ -132,16 +131,14 @@ bool sameBits(float a, float b) {
     return std::memcmp(&a, &b, sizeof(float)) == 0;
 }
 
-// Random rays, a quarter with a raised tMin and a quarter with a lowered tMax, through our traversal, the
-// linear walk and Embree, which must agree on hit or miss, on t and on the triangle where t is unique.
+// Random rays, a quarter with a raised tMin and a quarter with a lowered tMax, through our traversal and
+// the linear walk, which must agree on hit or miss, on t and on the triangle where t is unique.
 void runOracle(const std::vector<Vec3>& positions, float shell, float aim, int count, unsigned seed,
                int minimumHits) {
     MeshBvh bvh;
     bvh.build(positions);
-    EmbreeScene embree;
-    embree.build(positions);
     bvh_test::RandomRays rays(seed, shell, aim);
-    int hits = 0, embreeMismatches = 0;
+    int hits = 0;
     for (int i = 0; i < count; ++i) {
         Ray ray;
         rays.next(ray.origin, ray.direction);
@@ -150,9 +147,8 @@ void runOracle(const std::vector<Vec3>& positions, float shell, float aim, int c
         if (i % 4 == 2)
             ray.tMax = rays.uniform(0.0f, 2.0f * shell);
         const std::string where = "ray " + std::to_string(i);
-        Hit ours, linear, theirs;
+        Hit ours, linear;
         const bool found = bvh.intersect(ray, ours);
-        const bool theirsFound = embree.intersect(ray, theirs, nullptr);
         ASSERT_EQ(found, linearIntersect(positions, ray, linear)) << where;
         EXPECT_EQ(bvh.occluded(ray), found) << where;
         hits += found;
@@ -163,23 +159,8 @@ void runOracle(const std::vector<Vec3>& positions, float shell, float aim, int c
                 EXPECT_EQ(ours.firstIndex, linear.firstIndex) << where;
             }
         }
-        // Embree tests triangles its own way: t up to rounding, the same triangle where no other is struck
-        // near that t. Rays that graze an edge may go either way there.
-        if (found != theirsFound) {
-            ++embreeMismatches;
-        } else if (found) {
-            const float tolerance = 1e-4f * (1.0f + ours.t);
-            EXPECT_NEAR(ours.t, theirs.t, tolerance) << where;
-            if (countStruck(positions, ray, ours.t - 10 * tolerance, ours.t + 10 * tolerance) == 1) {
-                EXPECT_EQ(ours.firstIndex, theirs.firstIndex) << where;
-            }
-        }
-        if (found == theirsFound) {
-            EXPECT_EQ(embree.occluded(ray), theirsFound) << where;
-        }
     }
     EXPECT_GT(hits, minimumHits);
-    EXPECT_LE(embreeMismatches, count / 500);
 }
 
 TEST(BvhQuery, OracleOnALumpyBall) {
@@ -195,9 +176,10 @@ TEST(BvhQuery, OracleOnAnAxisAlignedLatticeOfFlatBoxes) {
 }
 
 // Geometry::intersect picks the structure by the intersector mode at each call; every branch names the mesh
-// in the Hit and leaves it for completion. A mesh without a tree (as after a failed load) takes the linear
-// walk in mode 0 and finds nothing, rather than crashing, in mode 1; one without triangles finds nothing at
-// all.
+// in the Hit and leaves it for completion. Embree (mode 1) tests triangles its own way: the same hits up to
+// rounding, though a ray that grazes an edge may go either way. A mesh without a tree (as after a failed
+// load) takes the linear walk in mode 0 and finds nothing, rather than crashing, in mode 1; one without
+// triangles finds nothing at all.
 TEST(GeometryQuery, TheModeChoosesTheStructurePerCall) {
     const std::int32_t savedMode = gIntersectorMode;
     Geometry mesh, unbuilt, empty, twoCorners;
@@ -207,10 +189,14 @@ TEST(GeometryQuery, TheModeChoosesTheStructurePerCall) {
     twoCorners.positions = {Vec3{0, 0, 0}, Vec3{1, 0, 0}};
     const BvhNode* nodesBefore = mesh.bvh.nodes.data();
     bvh_test::RandomRays rays(11, 3.0f, 0.5f);
-    int struck = 0;
-    for (int i = 0; i < 100; ++i) {
+    int struck = 0, modesDisagree = 0;
+    for (int i = 0; i < 1000; ++i) {
         Ray ray;
         rays.next(ray.origin, ray.direction);
+        if (i % 4 == 1)
+            ray.tMin = rays.uniform(0.0f, 3.0f);
+        if (i % 4 == 2)
+            ray.tMax = rays.uniform(0.0f, 6.0f);
         Hit hits[3];
         bool found[2];
         for (std::int32_t mode : {1, 0}) {
@@ -223,6 +209,7 @@ TEST(GeometryQuery, TheModeChoosesTheStructurePerCall) {
             EXPECT_TRUE(!found[mode] || (hits[mode].geometry == &mesh && !hits[mode].complete));
         }
         struck += found[0];
+        modesDisagree += found[0] != found[1];
         EXPECT_EQ(unbuilt.intersect(ray, hits[2]), found[0]);
         EXPECT_EQ(hits[2].t, hits[0].t);
         if (found[0] && found[1]) {
@@ -231,7 +218,8 @@ TEST(GeometryQuery, TheModeChoosesTheStructurePerCall) {
         gIntersectorMode = 1;
         EXPECT_FALSE(unbuilt.intersect(ray, hits[2]));
     }
-    EXPECT_GT(struck, 30);
+    EXPECT_GT(struck, 300);
+    EXPECT_LE(modesDisagree, 2);
     EXPECT_EQ(mesh.bvh.nodes.data(), nodesBefore) << "switching rebuilt nothing";
     gIntersectorMode = savedMode;
 }
