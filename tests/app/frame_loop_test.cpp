@@ -1,12 +1,10 @@
 #include "app/fixed_steps.h"
 #include "app/frame_loop.h"
-#include "app/stopwatch.h"
 
 #include "app/app_test.h"
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -77,28 +75,6 @@ TEST_F(FrameLoopTest, ACloseRequestDuringRenderStillFinishesTheFrame) {
     EXPECT_GE(loop.simulatedTime(), 0.02);                         // its steps run
     ASSERT_EQ(titles.size(), 1u);                                  // and its title written
     EXPECT_TRUE(titles[0].ends_with(" ms] MaxDepth")) << titles[0];
-}
-
-TEST(Stopwatch, MisuseRaisesItsTextAndElapsedHoldsAfterStop) {
-    Stopwatch stopwatch;
-    const auto logicErrorText = [](auto&& call) {
-        try {
-            call();
-        } catch (const std::logic_error& error) {
-            return std::string(error.what());
-        }
-        return std::string("no exception");
-    };
-    EXPECT_EQ(logicErrorText([&] { stopwatch.stop(); }), "Stopwatch not running");
-    stopwatch.start();
-    const double startTime = stopwatch.startTime;
-    EXPECT_EQ(logicErrorText([&] { stopwatch.start(); }), "Stopwatch already running");
-    EXPECT_EQ(stopwatch.startTime, startTime);
-
-    stopwatch.stop();
-    const double stopped = stopwatch.elapsed();
-    EXPECT_GE(stopped, 0.0);
-    EXPECT_EQ(stopwatch.elapsed(), stopped);
 }
 
 } // namespace

@@ -13,6 +13,8 @@
 
 #include <GL/glew.h>
 
+#include <array>
+
 namespace verdanium {
 namespace {
 
@@ -24,13 +26,10 @@ TEST(RendererFrame, StartsWithTheDefaultsAndAFramePumpsTheMessagesAndClearsDirty
     RecursivePathTracer tracer(window, programWindowSettings());
     Renderer& renderer = tracer;
     Scene scene{kEmptyScene};
-    EXPECT_EQ(tracer.window, &window);
-    EXPECT_EQ(tracer.renderMode, 3u);
-    EXPECT_EQ(tracer.cpuThreads, 2u);
-    EXPECT_EQ(tracer.maxDepth, 5u);
-    EXPECT_EQ(tracer.secondaryBounceCount, 3u);
-    EXPECT_EQ(tracer.bidirectional, 1u);
-    EXPECT_EQ(tracer.width * tracer.height, 640u * 480u);
+    // The settings a user first sees: hybrid, two threads, depth 5, 3 bounces, direct light.
+    EXPECT_EQ((std::array<std::uint64_t, 5>{tracer.renderMode, tracer.cpuThreads, tracer.maxDepth,
+                                            tracer.secondaryBounceCount, tracer.bidirectional}),
+              (std::array<std::uint64_t, 5>{3, 2, 5, 3, 1}));
     EXPECT_TRUE(tracer.dirty);
 
     // The frame pumps the window's messages after the swap: a close request
