@@ -110,5 +110,21 @@ TEST(GeneratedModels, ShipPartsMeetAtTheProgramsMountingPoints) {
     }
 }
 
+TEST(GeneratedModels, ShipPartsGiveTheirMeshesTheMainSurfacesTexture) {
+    // The raster modes draw a whole mesh with the texture of the first triangle the program takes from the
+    // reader, which walks the groups newest first: the file's last group must be the part's main surface.
+    const std::map<std::string, std::string> mainSurface = {{"Hull", "hull_plating"},
+                                                            {"EngineL", "engine_metal"},
+                                                            {"EngineR", "engine_metal"},
+                                                            {"EngineRotor", "rotor_blade"}};
+    for (const auto& [part, material] : mainSurface) {
+        const Model model = readModel("models/ship/serenity/" + part + ".obj");
+        ASSERT_NE(model->groups, nullptr) << part;
+        ASSERT_GT(model->groups->triangleCount, 0u) << part;
+        const ObjTriangle& first = model->triangles[model->groups->triangles[0]];
+        EXPECT_STREQ(model->materials[first.material].name, material.c_str()) << part;
+    }
+}
+
 } // namespace
 } // namespace verdanium::datagen_test

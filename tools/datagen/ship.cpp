@@ -34,7 +34,11 @@ ModelReport writeModel(OutputTree& out, const std::string& name, const std::vect
         double r = boundingRadius(g.surface);
         report.radius = r > report.radius ? r : report.radius;
     }
-    out.write(kFolder + name + ".obj", encodeObj(name + ".mtl", groups));
+    // The program reads a file's groups newest first, and its raster modes draw a whole mesh with the texture
+    // of the first triangle it read. Written in reverse, the first group built (each part's main surface:
+    // the hull plating, the nacelle metal) is the last in the file and gives the mesh its texture.
+    const std::vector<MeshGroup> fileOrder(groups.rbegin(), groups.rend());
+    out.write(kFolder + name + ".obj", encodeObj(name + ".mtl", fileOrder));
     out.write(kFolder + name + ".mtl", encodeMtl(records));
     return report;
 }
