@@ -24,6 +24,7 @@ void MeshBvh::buildOver(std::span<const Vec3> positions, std::size_t firstVertex
 
     clearKeepingCapacity();
     leafTriangles.clear();
+    wide.clear();
 
     // Whole triangles only, in vertex order: a trailing corner or two that make no triangle are never read.
     primitives.reserve(lastVertex > firstVertex ? (lastVertex - firstVertex) / 3 : 0);
@@ -44,6 +45,7 @@ void MeshBvh::buildOver(std::span<const Vec3> positions, std::size_t firstVertex
         leafTriangles.push_back(LeafTriangle{a, triangleEdge(a, positions[first + 1]),
                                              triangleEdge(a, positions[first + 2]), first});
     }
+    wide.build(nodes);
 }
 
 // Both structures are always built, whatever the intersector setting says, so that it can be switched while

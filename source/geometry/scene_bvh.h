@@ -72,7 +72,7 @@ public:
 
     // Nearest hit over the tree; each entity reached is tested in its object
     // space. The walk runs over a four-wide copy of the tree, made by every
-    // build, and finds the hit the binary walk would. Returns false at once
+    // build, and finds the nearest hit of a full search. Returns false at once
     // when the tree has never been built.
     bool intersect(const Ray& ray, Hit& hit) const;
     // Any hit. The ray's range limits only the entity boxes: inside an entity

@@ -1,7 +1,6 @@
 #include "geometry/scene_bvh.h"
 
 #include "geometry/bounding_box.h"
-#include "geometry/bvh_traversal.h"
 #include "geometry/centroid_selection.h"
 #include "world/entity.h"
 
@@ -278,7 +277,8 @@ std::size_t SceneBvh::extremePosition(std::size_t node, std::size_t first, std::
 // down to the leaf at `position`.
 void SceneBvh::refreshCentroidPath(std::size_t node, std::size_t first, std::size_t last,
                                    std::size_t position) {
-    std::size_t path[kBvhStackSize];
+    // The median split keeps the tree about log2(n) deep: 64 levels cannot be reached.
+    std::size_t path[64];
     int depth = 0;
     while (last - first > 1) {
         path[depth++] = node;

@@ -1,5 +1,7 @@
 #include "geometry/wide_bvh.h"
 
+#include "geometry/bounding_box.h"
+
 namespace verdanium {
 
 namespace {

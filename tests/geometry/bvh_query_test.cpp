@@ -1,10 +1,10 @@
 #include "bvh_test_meshes.h"
 
 #include "geometry/bvh.h"
-#include "geometry/bvh_traversal.h"
 #include "geometry/geometry.h"
 #include "geometry/intersector_mode.h"
 #include "geometry/triangle_intersection.h"
+#include "geometry/wide_bvh.h"
 
 #include <gtest/gtest.h>
 
@@ -87,25 +87,40 @@ TEST(TriangleTest, EqualTReplacesTheHitSoTheLastTestedWins) {
     EXPECT_EQ(treeHit.firstIndex, bvh.leafItems[bvh.nodes[1].index]);
 }
 
-// The slab test of the unit box from (0, 0, 0) to (1, 1, 1), limited by the ray's own range.
+// The four-lane slab test of the unit box from (0, 0, 0) to (1, 1, 1) in one lane, limited by the ray's
+// own range; the other lanes are empty and must never report a hit.
 bool entersUnitBox(const Ray& ray) {
-    BvhNode node;
-    node.lower = Vec3{0, 0, 0};
-    node.upper = Vec3{1, 1, 1};
-    return slabHits(node, makeSlabRay(ray), ray.tMax, ray.tMin);
+    BvhNode leaf;
+    leaf.lower = Vec3{0, 0, 0};
+    leaf.upper = Vec3{1, 1, 1};
+    leaf.count = 1;
+    WideBvh wide;
+    wide.build(std::span<const BvhNode>(&leaf, 1));
+    float entry[4];
+    const unsigned lanes = wideSlabHits(wide.nodes.at(0), makeWideRay(ray), ray.tMax, entry);
+    EXPECT_EQ(lanes & ~1u, 0u);
+    return lanes == 1;
 }
 
-TEST(SlabTest, NaNFromARayAlongASlabPlane) {
-    // On the lower x plane with no x motion: tx0 = 0 * inf = NaN. The NaN neither rejects at the overlap
-    // tests nor at the limit (t0 stays NaN), and the final test sees a finite t1: the box is entered.
+TEST(SlabTest, RaysAlongABoxFaceAndRangeEnds) {
+    // On the lower x plane with no x motion: tx0 = 0 * inf = NaN, which must not reject the box; the ray
+    // enters it through the z faces, at t = 1.
     Ray alongLowerX = makeRay({0, 0.5f, -1}, {0, 0, 1});
     EXPECT_TRUE(entersUnitBox(alongLowerX));
-    alongLowerX.tMax = 0.5f;
-    EXPECT_TRUE(entersUnitBox(alongLowerX)) << "a NaN t0 passes any limit";
-    // On the upper z plane with no z motion: tz1 = 0 * inf = NaN replaces t1, and t1 > tMin fails.
-    EXPECT_FALSE(entersUnitBox(makeRay({-1, 0.5f, 1}, {1, 0, 0})));
-    // On the upper x plane: tx1 = NaN, which the y exit replaces, so the box is entered.
+    alongLowerX.tMax = 0.999f;
+    EXPECT_FALSE(entersUnitBox(alongLowerX)) << "the range ends before the box";
+    alongLowerX.tMax = 1.0f;
+    EXPECT_TRUE(entersUnitBox(alongLowerX)) << "a range ending on the face reaches it";
+    // Lying in the upper z face (tz1 = NaN) and on the upper x plane (tx1 = NaN): both keep the box.
+    EXPECT_TRUE(entersUnitBox(makeRay({-1, 0.5f, 1}, {1, 0, 0})));
     EXPECT_TRUE(entersUnitBox(makeRay({1, 0.5f, -1}, {0, 0, 1})));
+    // Parallel to a face but outside the box, and starting past it.
+    EXPECT_FALSE(entersUnitBox(makeRay({-1, 0.5f, 1.001f}, {1, 0, 0})));
+    Ray past = makeRay({0.5f, 0.5f, 2}, {0, 0, 1});
+    EXPECT_FALSE(entersUnitBox(past));
+    past.direction = Vec3{0, 0, -1};
+    past.tMin = 2.5f;
+    EXPECT_FALSE(entersUnitBox(past)) << "the range starts beyond the box";
 }
 
 // The plain answer every structure is checked against: every triangle in order, none skipped.
