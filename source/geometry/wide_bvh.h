@@ -4,6 +4,7 @@
 #include "geometry/hit.h"
 #include "geometry/ray.h"
 
+#include <bit>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -153,7 +154,7 @@ bool WideBvh::intersect(const Ray& ray, Hit& hit, Leaf&& leaf) const {
         // entries above the current top.
         const int base = size;
         while (mask != 0) {
-            const int lane = __builtin_ctz(mask);
+            const int lane = std::countr_zero(mask);
             mask &= mask - 1;
             int position = size++;
             while (position > base && entries[position - 1] < entry[lane]) {
@@ -183,7 +184,7 @@ bool WideBvh::occluded(const Ray& ray, Leaf&& leaf) const {
         float entry[4];
         unsigned mask = wideSlabHits(node, wide, ray.tMax, entry);
         while (mask != 0) {
-            const int lane = __builtin_ctz(mask);
+            const int lane = std::countr_zero(mask);
             mask &= mask - 1;
             if (node.count[lane] == 0)
                 stack[size++] = node.child[lane];
