@@ -36,7 +36,7 @@ namespace {
 constexpr std::uint32_t kWidth = 640;
 constexpr std::uint32_t kHeight = 480;
 constexpr double kFlightTime = 10.0;
-constexpr int kTimedFrames = 3;
+constexpr int kTimedFrames = 5;
 
 // Counts the rays a kernel asks about, for the rays-per-second figures. Used on a frame of its own, so that
 // the counting never weighs on a timed frame.
