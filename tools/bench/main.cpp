@@ -7,11 +7,16 @@
 // traced through an all-Embree reference (both levels in one Embree scene of instances, the same kernel).
 // Then the default mode, RenderModeHybrid, with its default settings: the frame time paused (tracing, the
 // upload of the sums and the composite) and during the flight (every frame also rasterises the scene and
-// reads its targets back). Last, the world's fixed step at growing asteroid counts.
+// reads its targets back), with the flying frame taken apart step by step. Then the world's fixed step at
+// growing asteroid counts, and last the time from starting the program to its first frame.
+// Each time is also given over its bar, as a ratio ("x"): a frame over the all-Embree reference's frame on as
+// many threads, the flying hybrid frame over the paused one.
 //
-// Arguments name the groups to measure, "frame", "hybrid" and "world"; none measures all.
+// Arguments name the groups to measure, "frame", "hybrid", "world" and "startup"; none measures all.
 #include "embree_reference.h"
 #include "headless_session.h"
+#include "hybrid_breakdown.h"
+#include "startup_bench.h"
 #include "world_step_bench.h"
 
 #include "app/program_flags.h"
@@ -164,7 +169,9 @@ void benchHybrid(HeadlessSession& session) {
     const FrameTime& flying = times[times.size() / 2];
     printFigure("hybrid_frame_flying_threads2", flying.wall * 1000.0, "ms");
     printFigure("hybrid_frame_cpu_flying_threads2", flying.cpu * 1000.0, "ms");
+    printFigure("hybrid_flying_over_paused_threads2", flying.wall / paused.wall, "x");
     printFigure("hybrid_covered_pixels", static_cast<double>(renderer.workList.size()), "pixels");
+    benchHybridBreakdown(session);
 }
 
 // Which groups of figures a run measures: all by default, or those named on the command line, so that one
@@ -173,6 +180,7 @@ struct Sections {
     bool frame = true;
     bool hybrid = true;
     bool world = true;
+    bool startup = true;
 };
 
 void benchPathTrace(HeadlessSession& session) {
@@ -225,10 +233,14 @@ void benchPathTrace(HeadlessSession& session) {
         referenceTime[threads - 1] = timeFrame([&] { renderer.renderPathTraceFrame(reference); });
         printFrame("reference_embree", -1, threads, referenceTime[threads - 1], referenceRays);
     }
-    printFigure("pathtrace_intersector1_over_reference_threads1", ours[1][0].wall / referenceTime[0].wall,
-                "x");
-    printFigure("pathtrace_intersector1_over_reference_threads2", ours[1][1].wall / referenceTime[1].wall,
-                "x");
+    for (std::int32_t intersector : {1, 0}) {
+        for (std::uint64_t threads : {1, 2}) {
+            char name[96];
+            std::snprintf(name, sizeof name, "pathtrace_intersector%d_over_reference_threads%llu",
+                          intersector, static_cast<unsigned long long>(threads));
+            printFigure(name, ours[intersector][threads - 1].wall / referenceTime[threads - 1].wall, "x");
+        }
+    }
     printFigure("pathtrace_intersector1_over_reference_cpu_threads1", ours[1][0].cpu / referenceTime[0].cpu,
                 "x");
     // Both pictures converge on the same scene: a large gap here means the reference traces something else.
@@ -246,6 +258,9 @@ void run(const Sections& sections) {
     // The world's fixed step at growing asteroid counts. It recreates the scene, so it comes last.
     if (sections.world)
         benchWorldSteps(session.scene);
+    if (sections.startup && !benchStartup())
+        std::cerr
+            << "verdanium-bench: could not time the program's start (no display, or ./verdanium failed)\n";
 }
 
 } // namespace
@@ -253,7 +268,7 @@ void run(const Sections& sections) {
 int main(int argc, char** argv) {
     Sections sections;
     if (argc > 1) {
-        sections = Sections{false, false, false};
+        sections = Sections{false, false, false, false};
         for (int i = 1; i < argc; ++i) {
             const std::string name = argv[i];
             if (name == "frame") {
@@ -262,8 +277,11 @@ int main(int argc, char** argv) {
                 sections.hybrid = true;
             } else if (name == "world") {
                 sections.world = true;
+            } else if (name == "startup") {
+                sections.startup = true;
             } else {
-                std::cerr << "usage: verdanium-bench [frame] [hybrid] [world] (all when none is named)\n";
+                std::cerr
+                    << "usage: verdanium-bench [frame] [hybrid] [world] [startup] (all when none is named)\n";
                 return 2;
             }
         }

@@ -46,8 +46,13 @@ void figure(const std::string& name, double value, const char* unit) {
     std::printf("figure %s %.4g %s\n", name.c_str(), value, unit);
 }
 
-void measure(const std::string& name, const std::vector<Vec3>& positions, float shell, float aim,
-             int rayCount, int repeats) {
+struct Ratios {
+    double nearest = 0.0; // our time per ray over Embree's, nearest hit
+    double any = 0.0;     // the same for the any-hit query
+};
+
+Ratios measure(const std::string& name, const std::vector<Vec3>& positions, float shell, float aim,
+               int rayCount, int repeats) {
     MeshBvh bvh;
     EmbreeScene embree;
     const double ourBuild = bestTime(repeats, [&] { bvh.build(positions); });
@@ -115,6 +120,7 @@ void measure(const std::string& name, const std::vector<Vec3>& positions, float 
     figure(name + "_any_ours", rayCount / ourAny / 1e6, "Mrays/s");
     figure(name + "_any_embree", rayCount / embreeAny / 1e6, "Mrays/s");
     figure(name + "_any_ratio", ourAny / embreeAny, "x");
+    return {ourNearest / embreeNearest, ourAny / embreeAny};
 }
 
 } // namespace
@@ -149,12 +155,26 @@ int main(int argc, char** argv) {
     const int repeats = argc > 2 ? std::atoi(argv[2]) : 9;
     // The program's models, when the data tree is there: rays from a shell at three times the model's
     // radius, half of them aimed into its box.
+    Ratios asteroidsLow{1e30, 1e30};
+    Ratios asteroidsHigh;
     for (const char* name : {"asteroid1", "asteroid2", "asteroid3", "asteroid4", "asteroid5"}) {
         const std::string path = std::string("../../../data/models/asteroid/random/") + name + ".obj";
         float radius;
         const std::vector<Vec3> positions = readModel(path.c_str(), radius);
-        if (!positions.empty())
-            measure(name, positions, 3.0f * radius, radius, rayCount, repeats);
+        if (positions.empty())
+            continue;
+        const Ratios ratios = measure(name, positions, 3.0f * radius, radius, rayCount, repeats);
+        asteroidsLow.nearest = std::min(asteroidsLow.nearest, ratios.nearest);
+        asteroidsLow.any = std::min(asteroidsLow.any, ratios.any);
+        asteroidsHigh.nearest = std::max(asteroidsHigh.nearest, ratios.nearest);
+        asteroidsHigh.any = std::max(asteroidsHigh.any, ratios.any);
+    }
+    // The range over the five asteroids, the meshes the path tracer meets most.
+    if (asteroidsHigh.nearest > 0.0) {
+        figure("asteroids_nearest_ratio_lowest", asteroidsLow.nearest, "x");
+        figure("asteroids_nearest_ratio_highest", asteroidsHigh.nearest, "x");
+        figure("asteroids_any_ratio_lowest", asteroidsLow.any, "x");
+        figure("asteroids_any_ratio_highest", asteroidsHigh.any, "x");
     }
     float hullRadius;
     const std::vector<Vec3> hull = readModel("../../../data/models/ship/serenity/Hull.obj", hullRadius);

@@ -1,0 +1,12 @@
+#pragma once
+
+namespace verdanium {
+
+// The time from starting the program (./verdanium in the working directory, on the display of DISPLAY) to
+// its first frame, which is when the frame loop first writes the frame time into the window title ("[").
+// The program is closed through its window after each run, as a user would close it. Prints the median of a
+// few runs as "figure startup_to_first_frame"; prints nothing and returns false when no display can be
+// opened or the program cannot be started.
+bool benchStartup();
+
+} // namespace verdanium
