@@ -28,6 +28,9 @@ Background::Background(const std::string& path) {
     geometry = makeCube(kBoxSize);
 
     Image& image = *texture.image;
+    if (image.width > 0 && image.height > 0 &&
+        image.pixels.size() == static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height))
+        texels_ = std::make_unique<StripTexels>(image);
     if (image.height != 6 * image.width) {
         std::cerr << "error: \"" << path << "\" is not a cube map: width=" << image.width
                   << ", height=" << image.height << "." << std::endl;
@@ -60,9 +63,22 @@ Background::~Background() {
         texture.image->deleteTexture();
 }
 
+// Both read the copy at the position that sampleTexture computes for the image, so they name the texel it
+// names.
 Vec3 Background::radiance(const Ray& ray) const {
     const StripCoordinates at = cubeMapStripCoordinates(ray.direction);
-    return sampleTexture(texture, at.u, at.v);
+    if (!texels_)
+        return sampleTexture(texture, at.u, at.v);
+    const Image& image = *texture.image;
+    return (*texels_)[texelIndex(texture.wrapMode, image.width, image.height, at.u, at.v)];
+}
+
+void Background::prefetchRadiance(const Vec3& direction) const {
+    if (!texels_)
+        return;
+    const Image& image = *texture.image;
+    const StripCoordinates at = cubeMapStripCoordinates(direction);
+    texels_->prefetch(texelIndex(texture.wrapMode, image.width, image.height, at.u, at.v));
 }
 
 } // namespace verdanium

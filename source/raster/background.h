@@ -3,6 +3,7 @@
 #include "foundation/math/transform.h"
 #include "foundation/math/vec3.h"
 #include "raster/material.h"
+#include "raster/strip_texels.h"
 #include "raster/texture.h"
 #include "tracer/renderer.h"
 
@@ -40,6 +41,13 @@ public:
     // std::domain_error "element not invertible".
     Vec3 radiance(const Ray& ray) const;
 
+    // Starts loading the texel that radiance() reads for this direction into the cache, and returns at once.
+    // Why: that read misses the cache for most rays (the strip is 18 MB, and the rays that leave step
+    // through it across rows or at random), and the path kernel calls this before walking the scene, so
+    // that the walk hides the miss for the rays that then leave. Changes nothing; any direction may be
+    // given, NaN included. Does nothing for a strip without pixels.
+    void prefetchRadiance(const Vec3& direction) const;
+
     // Draws the box around the eye: the view's rotation only, so the box never
     // moves with the camera, and no depth written, so everything drawn later
     // lies in front of it. Fixed raster draws in immediate mode and leaves its
@@ -59,6 +67,11 @@ public:
     std::int32_t backgroundSamplerLocation = 0;
     std::int32_t vertexAttribute = 0;
     std::int32_t texCoordAttribute = 0;
+
+private:
+    // The strip's pixels laid out for the tracer's lookups; null when the image has no pixels to copy (a
+    // missing file, or a payload that was refused), and the lookups then go through sampleTexture.
+    std::unique_ptr<StripTexels> texels_;
 };
 
 // Where the scene's background is read from.

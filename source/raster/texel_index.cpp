@@ -28,6 +28,9 @@ struct Folded {
 // i >= 0, even for i < 0"; at negative multiples the floored form stays inside
 // the image, where raising a zero remainder would step one texel past the row.
 Folded fold(std::int64_t i, std::int64_t size) {
+    // Inside the image, the common case, without the division.
+    if (i >= 0 && i < size)
+        return {i, false};
     std::int64_t quotient = i / size;
     std::int64_t remainder = i % size;
     if (remainder < 0) {

@@ -4,6 +4,7 @@
 #include "geometry/geometry.h"
 #include "geometry/hit.h"
 #include "geometry/ray.h"
+#include "raster/background.h"
 #include "raster/material.h"
 #include "tracer/light_sampling.h"
 #include "tracer/recursive_path_tracer.h"
@@ -41,6 +42,10 @@ Vec3 tracePath(const RecursivePathTracer& renderer, const World& world, const Ra
         return {};
     }
     const Scene& scene = sceneOf(world);
+    // Most rays leave the scene, and their background texel is a cache miss: it loads while the ray is
+    // walked.
+    if (scene.background)
+        scene.background->prefetchRadiance(ray.direction);
     Hit hit;
     hit.ray = ray;
     if (!world.intersect(ray, hit)) {
