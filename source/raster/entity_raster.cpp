@@ -5,6 +5,7 @@
 
 #include "foundation/math/mat3.h"
 #include "geometry/geometry.h"
+#include "raster/clip_volume.h"
 #include "raster/glsl_program.h"
 #include "raster/image.h"
 #include "raster/scene_raster_state.h"
@@ -59,7 +60,13 @@ void Entity::rasterize(RenderMode mode, const Mat4& projection, const Transform&
     }
     const Mat4& model = transform.forward;
     const Mat4 modelView = (view * transform).forward;
+    const Mat4 modelViewProjection = projection * modelView;
     const GLsizei cornerCount = static_cast<GLsizei>(geometry->positions.size());
+    // A mesh wholly outside the view draws nothing, but GL would still run the vertex program over every
+    // corner first; in the shader modes (whose draws leave no state behind) it is left out. Why: the raster
+    // pass of every flying hybrid frame ran over all asteroids, most of them out of sight.
+    if (mode != RenderModeFixedRaster && outsideClipVolume(modelViewProjection, geometry->tightBounds))
+        return;
 
     switch (mode) {
     case RenderModeFixedRaster:
@@ -71,7 +78,6 @@ void Entity::rasterize(RenderMode mode, const Mat4& projection, const Transform&
         // Eye-space normals from the model-view as it stands: entities are only
         // turned, moved and scaled uniformly, so no inverse transpose is needed.
         const Mat3 normalMatrix = upperLeft(modelView);
-        const Mat4 modelViewProjection = projection * modelView;
         glUniformMatrix4fv(matteMvpLocation, 1, GL_FALSE, modelViewProjection.data());
         glUniformMatrix3fv(matteNormalMatrixLocation, 1, GL_FALSE, normalMatrix.m);
         glBindVertexArray(matteVertexArray);
@@ -87,7 +93,6 @@ void Entity::rasterize(RenderMode mode, const Mat4& projection, const Transform&
         glUseProgram(program);
         // World-space normals: the tracer gathers light in world space.
         const Mat3 normalMatrix = upperLeft(model);
-        const Mat4 modelViewProjection = projection * modelView;
         glUniformMatrix4fv(hybridMvpLocation, 1, GL_FALSE, modelViewProjection.data());
         glUniformMatrix4fv(hybridModelMatrixLocation, 1, GL_FALSE, model.data());
         glUniformMatrix3fv(hybridNormalMatrixLocation, 1, GL_FALSE, normalMatrix.m);

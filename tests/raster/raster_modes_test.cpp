@@ -92,5 +92,53 @@ TEST_F(RasterModesTest, EachPassLeavesTheStateOfItsTableAndOtherModesAreReported
     glMatrixMode(GL_MODELVIEW);
 }
 
+// Meshes that reach into the picture by a sliver still show in the shader modes, which leave out the
+// meshes that lie wholly outside the view: cubes whose inner faces cross the plane 1.5 pixels inside each
+// edge of the picture (most corners outside, none more than a few pixels in), then a cube around the near
+// plane (half its corners behind it).
+TEST_F(RasterModesTest, MeshesThatReachIntoThePictureBySliverAreDrawn) {
+    const Mat4 unproject = scene->camera.inverse * camera->projection.inverse;
+    const auto worldAt = [&](float ndcX, float ndcY, float ndcZ) {
+        const Vec4 point = unproject * Vec4(Vec3{ndcX, ndcY, ndcZ}, 1.0f);
+        return point.xyz() * (1.0f / point.w);
+    };
+    const float insideX = 1.0f - 3.0f / kWidth, insideY = 1.0f - 3.0f / kHeight;
+    addEntity(makeCube(4.0f), makeTranslation(worldAt(-insideX, 0, 0.9f) + Vec3{-2, 0, 0}));
+    addEntity(makeCube(4.0f), makeTranslation(worldAt(insideX, 0, 0.9f) + Vec3{2, 0, 0}));
+    addEntity(makeCube(4.0f), makeTranslation(worldAt(0, -insideY, 0.9f) + Vec3{0, -2, 0}));
+    addEntity(makeCube(4.0f), makeTranslation(worldAt(0, insideY, 0.9f) + Vec3{0, 2, 0}));
+    for (RenderMode mode : {RenderModeShaderRaster, RenderModeHybrid}) {
+        SCOPED_TRACE(mode);
+        for (bool nearCube : {false, true}) {
+            if (nearCube)
+                addEntity(makeCube(0.5f), makeTranslation(worldAt(0, 0, -1.0f)));
+            testing::FloatTarget target(kWidth, kHeight);
+            scene->rasterize(mode, *camera);
+            const std::vector<Vec4> pixels = target.read();
+            // Every background texel has blue 0.5; the cubes do not.
+            const auto drawn = [&](int x, int y) { return pixels[y * kWidth + x].z != 0.5f; };
+            if (nearCube) {
+                EXPECT_TRUE(drawn(kWidth / 2, kHeight / 2)) << "the cube around the near plane";
+                scene->entities.erase(std::prev(scene->entities.end()));
+                continue;
+            }
+            int left = 0, right = 0, bottom = 0, top = 0, inner = 0;
+            for (int y = 0; y < kHeight; ++y)
+                for (int x = 0; x < kWidth; ++x) {
+                    left += x < 2 && drawn(x, y);
+                    right += x >= kWidth - 2 && drawn(x, y);
+                    bottom += y < 2 && drawn(x, y);
+                    top += y >= kHeight - 2 && drawn(x, y);
+                    inner += x >= 8 && x < kWidth - 8 && y >= 8 && y < kHeight - 8 && drawn(x, y);
+                }
+            EXPECT_GT(left, 0);
+            EXPECT_GT(right, 0);
+            EXPECT_GT(bottom, 0);
+            EXPECT_GT(top, 0);
+            EXPECT_EQ(inner, 0) << "the cubes are slivers";
+        }
+    }
+}
+
 } // namespace
 } // namespace verdanium
