@@ -170,6 +170,7 @@ void benchHybrid(HeadlessSession& session) {
     printFigure("hybrid_frame_flying_threads2", flying.wall * 1000.0, "ms");
     printFigure("hybrid_frame_cpu_flying_threads2", flying.cpu * 1000.0, "ms");
     printFigure("hybrid_flying_over_paused_threads2", flying.wall / paused.wall, "x");
+    printFigure("hybrid_flying_over_paused_cpu_threads2", flying.cpu / paused.cpu, "x");
     printFigure("hybrid_covered_pixels", static_cast<double>(renderer.workList.size()), "pixels");
     benchHybridBreakdown(session);
 }
@@ -241,7 +242,10 @@ void benchPathTrace(HeadlessSession& session) {
             printFigure(name, ours[intersector][threads - 1].wall / referenceTime[threads - 1].wall, "x");
         }
     }
+    // The same over processor time, the steadier figure where other processes share the cores.
     printFigure("pathtrace_intersector1_over_reference_cpu_threads1", ours[1][0].cpu / referenceTime[0].cpu,
+                "x");
+    printFigure("pathtrace_intersector0_over_reference_cpu_threads1", ours[0][0].cpu / referenceTime[0].cpu,
                 "x");
     // Both pictures converge on the same scene: a large gap here means the reference traces something else.
     printFigure("reference_picture_mean_difference",
