@@ -4,6 +4,7 @@
 #include "tracer/camera.h"
 #include "tracer/concentric_disk.h"
 #include "tracer/light_sampling.h"
+#include "tracer/surface_shading.h"
 #include "world/cone_light.h"
 
 #include <gtest/gtest.h>
@@ -87,6 +88,15 @@ TEST(ConcentricDisk, CoversTheDiscUniformly) {
     // 31 degrees of freedom: 61.1 is the 0.999 quantile, so a fair map fails one run in a thousand at most,
     // and with a fixed seed never.
     EXPECT_LT(chiSquare, 61.1);
+}
+
+TEST(Lambert, ReflectsColourTimesCosineOverPiOnlyWithBothDirectionsStrictlyAbove) {
+    const Vec3 colour{1.0f, 0.5f, 0.25f};
+    const Vec3 above{0.3f, 0.4f, 0.5f}, grazing{1.0f, 0.0f, 0.0f}, below{0.0f, 0.6f, -0.8f};
+    EXPECT_EQ(lambert(above, {0.0f, 0.6f, 0.8f}, colour), colour * 0.8f * 0.31830987f);
+    EXPECT_EQ(lambert({0.0f, 0.0f, 2.0f}, above, colour), colour * 0.5f * 0.31830987f) << "wi as given";
+    for (const auto& [wo, wi] : {std::pair{below, above}, {above, below}, {grazing, above}, {above, grazing}})
+        EXPECT_EQ(lambert(wo, wi, colour), Vec3{}) << wo.z << ", " << wi.z;
 }
 
 TEST(SampleConeLight, StaysInsideTheConeReachesItsRimAndCarriesTheLight) {
