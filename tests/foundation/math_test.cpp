@@ -1,10 +1,12 @@
 #include "foundation/math/mat3.h"
 #include "foundation/math/mat4.h"
+#include "foundation/math/orthonormal_basis.h"
 #include "foundation/math/transform.h"
 #include "foundation/math/transform_d.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <numbers>
 #include <stdexcept>
@@ -118,6 +120,23 @@ TEST(Math, FrustumHasAClosedFormInverseUnlessNearOrFarIsZero) {
     EXPECT_EQ(zeroNear.forward(3, 2), -1.0);
     EXPECT_EQ(domainErrorText([&] { narrow(zeroNear); }), "transformation not invertible");
     EXPECT_TRUE(makeFrustum(-1, 1, -1, 1, 1.0, 0.0).singular);
+}
+
+TEST(Math, OrthonormalBasisDropsTheComponentOfTheSmallerOfXAndY) {
+    // u drops y when |x| > |y|, x otherwise (ties too); v = n x u.
+    const float s = std::sqrt(0.28f);
+    const Vec3 cases[][3] = {
+        {{1, 0, 0}, {0, 0, 1}, {0, -1, 0}},
+        {{0, 1, 0}, {0, 0, -1}, {-1, 0, 0}},
+        {{0, 0, 1}, {0, 1, 0}, {-1, 0, 0}},
+        {{0.8f, 0, 0.6f}, {-0.6f, 0, 0.8f}, {0, -1, 0}},
+        {{0.6f, -0.6f, s}, {0, s * 1.25f, 0.75f}, {-0.8f, -0.45f, s * 0.75f}},
+    };
+    for (const auto& [n, u, v] : cases) {
+        const TangentPair basis = orthonormalBasis(n);
+        expectNear(basis.u, u);
+        expectNear(basis.v, v);
+    }
 }
 
 } // namespace

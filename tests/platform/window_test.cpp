@@ -15,6 +15,8 @@
 
 #include <stdexcept>
 
+#include <unistd.h>
+
 namespace verdanium {
 namespace {
 
@@ -86,6 +88,21 @@ TEST_F(WindowTest, QueuesTheFirstSizeAndThenTheFocusWhileBeingShown) {
     EXPECT_TRUE(window.focused);
     EXPECT_GT(size.time, 0.0);
     EXPECT_LE(size.time, focus.time);
+
+    // A size change from outside, as a user's drag would make it, is stored and queued; a move is not.
+    gEventQueue.clear();
+    XMoveWindow(observer, window.handle, 30, 40);
+    XResizeWindow(observer, window.handle, 320, 200);
+    XSync(observer, False);
+    for (int attempt = 0; attempt < 200 && gEventQueue.empty(); ++attempt) {
+        usleep(10000);
+        window.dispatchMessages();
+    }
+    ASSERT_EQ(gEventQueue.size(), 1u);
+    EXPECT_EQ(gEventQueue[0].kind, EventKindResize);
+    EXPECT_TRUE(gEventQueue[0].resize.width == 320 && gEventQueue[0].resize.height == 200);
+    EXPECT_TRUE(window.settings.width == 320 && window.settings.height == 200);
+    gEventQueue.clear();
 }
 
 TEST_F(WindowTest, NeitherAFailureNorTheEndLeavesAWindowContextOrEntryBehind) {
