@@ -70,38 +70,6 @@ TEST_F(SceneHierarchyTest, EntitiesAtOnePlaceMakeACompleteTreeOfTheirWorldBoxes)
     }
 }
 
-TEST_F(SceneHierarchyTest, SceneBuildMakesTheTreeOfTheMeshLevelBuild) {
-    // Random placements give distinct centroids, so the two builds must agree node for node: the scene level
-    // selects on compact records but follows the same rules. Each later build starts from the arrangement the
-    // last one left, so the cubes move between rounds: a little (records cross medians, axes change) and
-    // once a long way.
-    addRandomCubes(301);
-    std::uniform_real_distribution<float> offset(-1.0f, 1.0f);
-    for (int round = 0; round < 6; ++round) {
-        const float reach = round == 0 ? 0.0f : (round == 4 ? 15.0f : 0.5f);
-        for (const auto& [key, entity] : scene.entities)
-            entity->transform =
-                makeTranslation(Vec3{offset(random), offset(random), offset(random)} * reach) *
-                entity->transform;
-        Bvh<EntityPrimitive, Entity*, Scene> reference(&scene);
-        for (const auto& [key, entity] : scene.entities)
-            reference.primitives.push_back(makeEntityPrimitive(*entity));
-        reference.buildFromPrimitives([](const EntityPrimitive& primitive) { return primitive.entity; });
-
-        build();
-        const auto& nodes = scene.hierarchy.nodes;
-        ASSERT_EQ(nodes.size(), reference.nodes.size());
-        for (std::size_t i = 0; i < nodes.size(); ++i) {
-            const BvhNode& a = nodes[i];
-            const BvhNode& b = reference.nodes[i];
-            ASSERT_TRUE(a.lower == b.lower && a.upper == b.upper && a.index == b.index &&
-                        a.count == b.count && (a.count > 0 || a.axis == b.axis))
-                << "node " << i << " round " << round;
-        }
-        EXPECT_EQ(scene.hierarchy.leafItems, reference.leafItems);
-    }
-}
-
 TEST_F(SceneHierarchyTest, TreeAnswersAsTheLinearWalkDoes) {
     addRandomCubes(60);
     std::vector<Ray> rays(3000);
