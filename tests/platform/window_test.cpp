@@ -39,7 +39,7 @@ protected:
     Display* observer = nullptr; // a connection of the test's own
 };
 
-TEST_F(WindowTest, MakesACompatibilityContextOfAtLeast32WithTheRequestedBits) {
+TEST_F(WindowTest, MakesACompatibilityContextOfAtLeast32) {
     Window window(programWindowSettings());
     ASSERT_EQ(glXGetCurrentContext(), window.renderingContext);
 
@@ -52,20 +52,6 @@ TEST_F(WindowTest, MakesACompatibilityContextOfAtLeast32WithTheRequestedBits) {
     glMatrixMode(GL_PROJECTION); // the fixed pipeline beside the shaders
     EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
 
-    // The recorded bits are what the framebuffer has, and at least what was asked.
-    const auto bits = [](GLenum attachment, GLenum component) {
-        GLint value = 0;
-        glGetFramebufferAttachmentParameteriv(GL_FRAMEBUFFER, attachment, component, &value);
-        return std::uint32_t(value);
-    };
-    EXPECT_EQ(window.settings.redBits, bits(GL_BACK_LEFT, GL_FRAMEBUFFER_ATTACHMENT_RED_SIZE));
-    EXPECT_EQ(window.settings.alphaBits, bits(GL_BACK_LEFT, GL_FRAMEBUFFER_ATTACHMENT_ALPHA_SIZE));
-    EXPECT_EQ(window.settings.depthBits, bits(GL_DEPTH, GL_FRAMEBUFFER_ATTACHMENT_DEPTH_SIZE));
-    EXPECT_EQ(window.settings.stencilBits, bits(GL_STENCIL, GL_FRAMEBUFFER_ATTACHMENT_STENCIL_SIZE));
-    EXPECT_GE(window.settings.redBits + window.settings.greenBits + window.settings.blueBits, 24u);
-    EXPECT_GE(window.settings.alphaBits, 8u);
-    EXPECT_GE(window.settings.depthBits, 24u);
-    EXPECT_GE(window.settings.stencilBits, 8u);
     window.swapBuffers();
     EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
 }

@@ -1,6 +1,5 @@
 #include "geometry/ray.h"
 #include "raster/background.h"
-#include "raster/image.h"
 #include "support/gl_test_context.h"
 
 #include <GL/glew.h>
@@ -64,21 +63,6 @@ TEST_F(BackgroundTest, DirectionsReadTheirFaceTheWayItIsOriented) {
     EXPECT_EQ(radianceAlong(background, {1, 0.5f, 0.5f}), (Vec3{2, 0, 7}));
     EXPECT_EQ(radianceAlong(background, {1, -0.5f, -0.5f}), (Vec3{0, 2, 7}));
     EXPECT_EQ(radianceAlong(background, {0.5f, 0, -1}), (Vec3{16, 0, 7}));
-    std::remove(path.c_str());
-}
-
-TEST_F(BackgroundTest, ASecondBackgroundUploadsTheSharedImageAgain) {
-    const std::string path = writeStrip("shared", 2, 12);
-    std::shared_ptr<Image> image;
-    {
-        Background first(path);
-        image = first.texture.image;
-        EXPECT_NE(image->textureId, 0u);
-    }
-    EXPECT_EQ(image->textureId, 0u);
-    Background second(path);
-    EXPECT_EQ(second.texture.image, image);
-    EXPECT_NE(image->textureId, 0u);
     std::remove(path.c_str());
 }
 

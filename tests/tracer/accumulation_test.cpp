@@ -117,22 +117,7 @@ TEST_F(Accumulation, TilesCoverAPictureOfSeventeenByOne) {
     EXPECT_EQ(uniformCount(*renderer), 2.0f);
 }
 
-TEST_F(Accumulation, ManyThreadsAgreeWithOneInExpectationAndPassOnFailures) {
-    // The same picture traced on the calling thread and on all pool threads: the means agree within their
-    // noise, and each pixel got exactly one sample per frame.
-    constexpr int frames = 24;
-    double totals[2] = {};
-    for (std::uint64_t threads : {1, 2}) {
-        auto renderer = tracer(32, 24);
-        renderer->setCpuThreads(threads);
-        for (int frame = 0; frame < frames; ++frame)
-            renderer->render(*scene);
-        EXPECT_EQ(uniformCount(*renderer), static_cast<float>(frames));
-        for (const Vec4& sum : renderer->accumulation)
-            totals[threads - 1] += sum.x + sum.y + sum.z;
-    }
-    EXPECT_NEAR(totals[1] / totals[0], 1.0, 0.02);
-
+TEST_F(Accumulation, AKernelFailureOnAnyThreadReachesTheCaller) {
     // No branches at a surface is a division by zero inside the kernel, on a pool thread or on this one;
     // either way it reaches the caller, and the pool is free again for the next frame.
     auto renderer = tracer(16, 16);
