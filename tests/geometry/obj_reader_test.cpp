@@ -124,15 +124,6 @@ TEST_F(ObjReaderTest, MaterialLibraryRules) {
     free(map);
 }
 
-TEST_F(ObjReaderTest, BackslashesBecomeSlashesOnlyWhenOpening) {
-    write("sub/quad.obj", kSquare + "f 1 2 3\n");
-    const std::string windowsPath = (directory / "sub").string() + "\\quad.obj";
-    ObjModel* model = glmReadOBJ(windowsPath.c_str());
-    EXPECT_EQ(std::string(model->pathName), windowsPath);
-    EXPECT_EQ(model->triangleCount, 1u);
-    glmFreeModel(model);
-}
-
 TEST_F(ObjReaderTest, UnreadableFilesAndUnknownTokensEndTheProgram) {
     const std::string missing = (directory / "missing.obj").string();
     EXPECT_EXIT(glmReadOBJ(missing.c_str()), ExitedWithCode(1),

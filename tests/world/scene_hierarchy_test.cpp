@@ -127,30 +127,6 @@ TEST_F(SceneHierarchyTest, TreeAnswersAsTheLinearWalkDoes) {
     EXPECT_GT(hits, 500);
 }
 
-TEST_F(SceneHierarchyTest, EmptyAndSingleEntityTrees) {
-    Ray ray;
-    ray.origin = {0, 0, -50};
-    ray.direction = {0, 0, 1};
-    Hit hit;
-    for (bool built : {false, true}) { // the walk over an empty map, then a tree of one empty root
-        if (built)
-            build();
-        EXPECT_FALSE(scene.intersect(ray, hit) || scene.occluded(ray)) << built;
-    }
-    ASSERT_EQ(scene.hierarchy.nodes.size(), 1u);
-    EXPECT_EQ(scene.hierarchy.nodes[0].count, 0);
-
-    const auto cube = addCube(2.0f, makeTranslation({0, 0, 10}) * makeRotation({0, 1, 0}, 0.3f));
-    build();
-    ASSERT_EQ(scene.hierarchy.nodes.size(), 1u);
-    EXPECT_EQ(scene.hierarchy.nodes[0].count, 1);
-    ASSERT_TRUE(scene.intersect(ray, hit));
-    EXPECT_EQ(hit.entity, cube.get());
-    EXPECT_EQ(hit.geometry, cube->geometry.get());
-    EXPECT_GT(hit.t, 50.0f + 8.0f);
-    EXPECT_LT(hit.t, 50.0f + 10.0f);
-}
-
 TEST_F(SceneHierarchyTest, ShadowRangeLimitsOnlyTheEntityBoxes) {
     // A cube of side 2 at z = 10: its box spans z 10 - sqrt(3) .. 10 + sqrt(3), its face lies at z = 9.
     addCube(2.0f, makeTranslation({0, 0, 10}));
