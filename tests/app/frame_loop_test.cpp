@@ -1,11 +1,16 @@
 #include "app/fixed_steps.h"
 #include "app/frame_loop.h"
+#include "app/stopwatch.h"
 
 #include "app/app_test.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace verdanium {
@@ -40,8 +45,13 @@ TEST(FixedSteps, CatchUpInStepsOfOneHundredthWithTheClockReadBeforeEach) {
 class FrameLoopTest : public testing::AppTest {
 protected:
     double clock = 0.0;
+    std::chrono::milliseconds readingTime{0}; // how long each reading of the clock takes
     std::vector<std::string> titles;
-    FrameLoop loop{renderer, scene, [this] { return clock; },
+    FrameLoop loop{renderer, scene,
+                   [this] {
+                       std::this_thread::sleep_for(readingTime);
+                       return clock;
+                   },
                    [this](const std::string& title) { titles.push_back(title); }};
 };
 
@@ -75,6 +85,37 @@ TEST_F(FrameLoopTest, ACloseRequestDuringRenderStillFinishesTheFrame) {
     EXPECT_GE(loop.simulatedTime(), 0.02);                         // its steps run
     ASSERT_EQ(titles.size(), 1u);                                  // and its title written
     EXPECT_TRUE(titles[0].ends_with(" ms] MaxDepth")) << titles[0];
+}
+
+TEST_F(FrameLoopTest, TheTitlesFigureCoversTheFixedSteps) {
+    // Two steps read the clock three times, 25 ms each: at least 75 ms go into the figure.
+    readingTime = std::chrono::milliseconds(25);
+    clock = 0.015;
+    EXPECT_EQ(loop.runFrame(), 2u);
+    ASSERT_EQ(titles.size(), 1u);
+    const int figure = std::stoi(titles[0].substr(1));
+    EXPECT_GE(figure, 75) << titles[0];
+    EXPECT_LT(figure, 1000) << titles[0];
+}
+
+TEST(Stopwatch, RefusesMisuseWithItsTextsAndHoldsTheTimeOnceStopped) {
+    Stopwatch watch;
+    EXPECT_THAT([&] { watch.stop(); },
+                ::testing::ThrowsMessage<std::logic_error>(::testing::StrEq("Stopwatch not running")));
+    watch.start();
+    const double started = watch.startTime;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_THAT([&] { watch.start(); },
+                ::testing::ThrowsMessage<std::logic_error>(::testing::StrEq("Stopwatch already running")));
+    EXPECT_EQ(watch.startTime, started);
+    const double running = watch.elapsed();
+    EXPECT_GE(running, 0.02);
+    watch.stop();
+    const double stopped = watch.elapsed();
+    EXPECT_GE(stopped, running);
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    EXPECT_EQ(watch.elapsed(), stopped);
+    EXPECT_LT(stopped, 1.0);
 }
 
 } // namespace

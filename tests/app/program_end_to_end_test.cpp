@@ -164,5 +164,15 @@ TEST_F(ProgramEndToEnd, PauseStopsTheFlightAndTheMouseThenTurnsTheCamera) {
     closeAndExpectStatusZero();
 }
 
+// Without a display the window cannot be made: main's handler reports the exception and ends with status 1.
+TEST(ProgramEntry, AFailureAtStartEndsThroughMainsHandlerWithStatusOne) {
+    testing::ProgramSession session(":987"); // no server answers there
+    const auto status = session.waitForExit(kTimeout);
+    ASSERT_TRUE(status.has_value());
+    EXPECT_EQ(*status, 1);
+    EXPECT_EQ(session.standardError(), "exception: failed to register the window class\n");
+    EXPECT_EQ(session.standardOutput(), "");
+}
+
 } // namespace
 } // namespace verdanium

@@ -33,7 +33,6 @@ inline const std::vector<std::string>& modelFiles() {
         "models/ship/serenity/EngineRotor.obj"};
     return files;
 }
-constexpr std::size_t kAsteroidCount = 5;
 
 inline std::string readFile(const std::filesystem::path& path) {
     std::ostringstream bytes;
@@ -50,14 +49,6 @@ inline Model readModel(const std::string& file) {
 // Element i of the reader's 1-based arrays of three.
 inline Vec3 element(const float* array, uint32_t i) {
     return {array[3 * i], array[3 * i + 1], array[3 * i + 2]};
-}
-
-// The file that a map_Kd path names, seen from the program's working folder three levels below the
-// repository; empty where the path does not start there.
-inline std::filesystem::path resolveTexture(const std::string& mapPath) {
-    const std::string prefix = "../../../data/";
-    return mapPath.rfind(prefix, 0) == 0 ? dataRoot() / mapPath.substr(prefix.size())
-                                         : std::filesystem::path();
 }
 
 } // namespace verdanium::datagen_test

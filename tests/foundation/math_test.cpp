@@ -1,10 +1,11 @@
-#include "foundation/math/mat3.h"
 #include "foundation/math/mat4.h"
+#include "foundation/math/orthonormal_basis.h"
 #include "foundation/math/transform.h"
 #include "foundation/math/transform_d.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <numbers>
 #include <stdexcept>
@@ -47,13 +48,7 @@ TEST(Math, ReciprocalsOfZeroRaiseElementNotInvertible) {
     EXPECT_EQ(domainErrorText([&] { transformPoint(flat, Vec3{1, 2, 3}); }), zero);
 }
 
-TEST(Math, MatrixLayoutAndPowers) {
-    // K squared by square-and-multiply is the direct product, and K v is u x v.
-    const Vec3 u{0.3f, -0.5f, 0.8f};
-    const Mat3 k = crossProductMatrix(u);
-    EXPECT_EQ(k.power(2), k * k);
-    expectNear(k * Vec3{1, 2, 3}, cross(u, Vec3{1, 2, 3}));
-
+TEST(Math, MatricesAreStoredByColumns) {
     // Column-major, as GL takes it: row 1 of column 3 is element 13.
     Mat4 m = Mat4::identity();
     m(1, 3) = 7.0f;
@@ -118,6 +113,23 @@ TEST(Math, FrustumHasAClosedFormInverseUnlessNearOrFarIsZero) {
     EXPECT_EQ(zeroNear.forward(3, 2), -1.0);
     EXPECT_EQ(domainErrorText([&] { narrow(zeroNear); }), "transformation not invertible");
     EXPECT_TRUE(makeFrustum(-1, 1, -1, 1, 1.0, 0.0).singular);
+}
+
+TEST(Math, OrthonormalBasisDropsTheComponentOfTheSmallerOfXAndY) {
+    // u drops y when |x| > |y|, x otherwise (ties too); v = n x u.
+    const float s = std::sqrt(0.28f);
+    const Vec3 cases[][3] = {
+        {{1, 0, 0}, {0, 0, 1}, {0, -1, 0}},
+        {{0, 1, 0}, {0, 0, -1}, {-1, 0, 0}},
+        {{0, 0, 1}, {0, 1, 0}, {-1, 0, 0}},
+        {{0.8f, 0, 0.6f}, {-0.6f, 0, 0.8f}, {0, -1, 0}},
+        {{0.6f, -0.6f, s}, {0, s * 1.25f, 0.75f}, {-0.8f, -0.45f, s * 0.75f}},
+    };
+    for (const auto& [n, u, v] : cases) {
+        const TangentPair basis = orthonormalBasis(n);
+        expectNear(basis.u, u);
+        expectNear(basis.v, v);
+    }
 }
 
 } // namespace

@@ -1,9 +1,12 @@
 #include "geometry/geometry.h"
 
+#include "geometry/bvh.h"
+#include "geometry/hit.h"
+#include "geometry/intersector_mode.h"
+#include "geometry/ray.h"
 #include "support/gl_test_context.h"
 #include "support/test_files.h"
 
-#include <GL/glew.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -22,17 +25,7 @@ void expectTexCoord(const TexCoord& actual, float u, float v) {
     EXPECT_FLOAT_EQ(actual.v, v);
 }
 
-GLint bufferSize(uint32_t buffer) {
-    GLint size = -1;
-    glBindBuffer(GL_ARRAY_BUFFER, buffer);
-    glGetBufferParameteriv(GL_ARRAY_BUFFER, GL_BUFFER_SIZE, &size);
-    glBindBuffer(GL_ARRAY_BUFFER, 0);
-    return size;
-}
-
-// The corners, normals and strip coordinates of the faces are checked through pictures: the background box
-// is a cube, the composite's screen quad a quad, and the hybrid tests read the entities' normals back.
-TEST(GeometryTest, ShapesAreCachedBySizeAndGetBoundsBuffersAndTrees) {
+TEST(GeometryTest, ShapesAreCachedBySizeAndGetBoundsAndTrees) {
     VERDANIUM_REQUIRE_GL();
     std::shared_ptr<Geometry> quad = makeQuad(2.0f);
     ASSERT_EQ(quad->positions.size(), 12u); // a fan of four around the centre
@@ -41,13 +34,6 @@ TEST(GeometryTest, ShapesAreCachedBySizeAndGetBoundsBuffersAndTrees) {
     EXPECT_EQ(quad->radiusBounds.lower, (Vec3{-r, -r, -r}));
     EXPECT_EQ(quad->tightBounds.lower, (Vec3{-1, -1, 1}));
     EXPECT_EQ(quad->tightBounds.upper, (Vec3{1, 1, 1}));
-
-    // Only the arrays that hold something get a buffer, of exactly their size.
-    EXPECT_EQ(bufferSize(quad->positionBuffer), 12 * 12);
-    EXPECT_EQ(bufferSize(quad->normalBuffer), 12 * 12);
-    EXPECT_EQ(bufferSize(quad->texCoordBuffer), 12 * 8);
-    EXPECT_EQ(quad->extraBuffer0, 0u);
-    EXPECT_EQ(quad->indexBuffer, 0u);
     EXPECT_EQ(quad->bvh.nodes.size(), 7u); // the acceleration structures were built last
 
     EXPECT_EQ(makeQuad(2.0f), quad);
@@ -57,6 +43,90 @@ TEST(GeometryTest, ShapesAreCachedBySizeAndGetBoundsBuffersAndTrees) {
     EXPECT_FLOAT_EQ(cube->radiusBounds.upper.x, 5 * std::sqrt(3.0f));
     EXPECT_EQ(cube->tightBounds.lower, (Vec3{-5, -5, -5}));
     EXPECT_EQ(makeCube(10.0f), cube);
+}
+
+// Each face a fan (c0, c1, m), (c1, c2, m), (c2, c3, m), (c3, c0, m) with its outward normal at every corner;
+// u runs across the strip, v over the face's sixth of it.
+TEST(GeometryTest, CubeFacesHaveTheirCornersNormalsAndStripRanges) {
+    VERDANIUM_REQUIRE_GL();
+    const std::shared_ptr<Geometry> cube = makeCube(4.0f);
+    struct Face {
+        Vec3 normal, corners[4];
+        float a, b;
+        bool reversed; // (1, b), (0, b), (0, a), (1, a) instead of (0, a), (1, a), (1, b), (0, b)
+    };
+    const float h = 2.0f;
+    const Face faces[] = {
+        {{-1, 0, 0}, {{-h, -h, -h}, {-h, -h, h}, {-h, h, h}, {-h, h, -h}}, 1 / 6.0f, 2 / 6.0f, false},
+        {{1, 0, 0}, {{h, -h, h}, {h, -h, -h}, {h, h, -h}, {h, h, h}}, 0.0f, 1 / 6.0f, false},
+        {{0, -1, 0}, {{h, -h, h}, {-h, -h, h}, {-h, -h, -h}, {h, -h, -h}}, 3 / 6.0f, 4 / 6.0f, true},
+        {{0, 1, 0}, {{-h, h, h}, {h, h, h}, {h, h, -h}, {-h, h, -h}}, 2 / 6.0f, 3 / 6.0f, false},
+        {{0, 0, -1}, {{h, -h, -h}, {-h, -h, -h}, {-h, h, -h}, {h, h, -h}}, 5 / 6.0f, 1.0f, false},
+        {{0, 0, 1}, {{-h, -h, h}, {h, -h, h}, {h, h, h}, {-h, h, h}}, 4 / 6.0f, 5 / 6.0f, false},
+    };
+    ASSERT_EQ(cube->positions.size(), 72u);
+    for (int f = 0; f < 6; ++f) {
+        const Face& face = faces[f];
+        const TexCoord straight[4] = {{0, face.a}, {1, face.a}, {1, face.b}, {0, face.b}};
+        const TexCoord reversed[4] = {{1, face.b}, {0, face.b}, {0, face.a}, {1, face.a}};
+        const TexCoord* coordinates = face.reversed ? reversed : straight;
+        for (int k = 0; k < 4; ++k) {
+            SCOPED_TRACE(::testing::Message() << "face " << f << ", triangle " << k);
+            const std::size_t first = 12 * f + 3 * k;
+            const int next = (k + 1) % 4;
+            EXPECT_EQ(cube->positions[first], face.corners[k]);
+            EXPECT_EQ(cube->positions[first + 1], face.corners[next]);
+            EXPECT_EQ(cube->positions[first + 2], face.normal * h);
+            expectTexCoord(cube->texCoords[first], coordinates[k].u, coordinates[k].v);
+            expectTexCoord(cube->texCoords[first + 1], coordinates[next].u, coordinates[next].v);
+            expectTexCoord(cube->texCoords[first + 2], 0.5f, 0.5f * (face.a + face.b));
+            for (int corner = 0; corner < 3; ++corner)
+                EXPECT_EQ(cube->normals[first + corner], face.normal);
+        }
+    }
+}
+
+// Both hierarchies name a struck triangle by its first corner, three times its number, with the barycentric
+// (u, v) of corners 1 and 2; a ray at each triangle's centroid along its inward normal strikes that one.
+TEST(GeometryTest, BothHierarchiesNameTheTriangleStruckAndItsBarycentrics) {
+    VERDANIUM_REQUIRE_GL();
+    const std::shared_ptr<Geometry> cube = makeCube(4.0f);
+    const std::int32_t modeBefore = gIntersectorMode;
+    for (std::int32_t mode : {0, 1}) {
+        gIntersectorMode = mode;
+        for (std::size_t first = 0; first < cube->positions.size(); first += 3) {
+            const Vec3* p = &cube->positions[first];
+            // Corner weights 0.2, 0.3, 0.5: u = 0.3, v = 0.5.
+            const Vec3 target = p[0] * 0.2f + p[1] * 0.3f + p[2] * 0.5f;
+            Ray ray;
+            ray.origin = target + cube->normals[first] * 3.0f;
+            ray.direction = cube->normals[first] * -1.0f;
+            Hit hit;
+            ASSERT_TRUE(cube->intersect(ray, hit)) << "mode " << mode << ", corner " << first;
+            EXPECT_EQ(hit.firstIndex, first) << "mode " << mode;
+            EXPECT_NEAR(hit.u, 0.3f, 1e-5f) << "mode " << mode << ", corner " << first;
+            EXPECT_NEAR(hit.v, 0.5f, 1e-5f) << "mode " << mode << ", corner " << first;
+            EXPECT_NEAR(hit.t, 3.0f, 1e-5f);
+        }
+    }
+    gIntersectorMode = modeBefore;
+}
+
+// A triangle is placed by the centre of its box, not by the mean of its corners: the wide triangle's centre
+// (x 5) lies left of the narrow one's (x 5.75), though its corner mean (6.67) lies right of the other's.
+TEST(GeometryTest, TreeOrdersTrianglesByTheCentresOfTheirBoxes) {
+    const std::vector<Vec3> positions = {{5.5f, 0, 0}, {6, 0, 0},  {6, 0.1f, 0},
+                                         {0, 0, 0},    {10, 0, 0}, {10, 0.1f, 0}};
+    MeshBvh bvh;
+    bvh.build(positions);
+    ASSERT_EQ(bvh.nodes.size(), 3u);
+    const BvhNode& root = bvh.nodes[0];
+    EXPECT_TRUE(root.count == 0 && root.axis == 0 && root.index == 2);
+    EXPECT_TRUE(root.lower == (Vec3{0, 0, 0}) && root.upper == (Vec3{10, 0.1f, 0}));
+    EXPECT_TRUE(bvh.nodes[1].lower == (Vec3{0, 0, 0}) && bvh.nodes[1].upper == (Vec3{10, 0.1f, 0}));
+    EXPECT_TRUE(bvh.nodes[2].lower == (Vec3{5.5f, 0, 0}) && bvh.nodes[2].upper == (Vec3{6, 0.1f, 0}));
+    EXPECT_TRUE(bvh.nodes[1].count == 1 && bvh.nodes[1].index == 0 && bvh.nodes[2].index == 1);
+    EXPECT_EQ(bvh.leafItems, (std::vector<std::uint32_t>{3, 0}));
 }
 
 using GeometryFileTest = TestFilesFixture;

@@ -1,9 +1,11 @@
 #include "geometry/geometry.h"
 #include "geometry/ray.h"
+#include "platform/window.h"
 #include "raster/background.h"
 #include "raster/raster_test_support.h"
 #include "raster/scene_raster_state.h"
 #include "tracer/camera.h"
+#include "tracer/recursive_path_tracer.h"
 #include "world/entity.h"
 #include "world/scene.h"
 
@@ -47,6 +49,35 @@ TEST_F(RasterModesTest, AnEmptySceneShowsTheBoxAsTheTracerSeesItWithPlusZAhead) 
     }
 }
 
+// Through the renderer's frame, with its raster state: in fixed-function mode a face shows GL's default
+// light along the eye's +z (0.04 ambient + 0.8 diffuse, grey), in shader mode the matte program's red lit
+// along (1, 1, 1) in eye space with the normal turned by the modelview. The cube stands 15 units away,
+// beyond the background box, which must write no depth.
+TEST_F(RasterModesTest, FacesAreLitInEyeSpaceAsEachModeSays) {
+    const Transform model = makeRotation({0.0f, 1.0f, 0.0f}, 0.5f);
+    addEntity(makeCube(6.0f), model);
+    scene->camera = makeRotation({1.0f, 0.0f, 0.0f}, 0.3f) * scene->camera;
+    RecursivePathTracer renderer(WindowSettings{.width = kWidth, .height = kHeight});
+    const Vec3 faces[][2] = {{{0.8f, 0.5f, 3.0f}, {0, 0, 1}}, {{-3.0f, 0.5f, 0.8f}, {-1, 0, 0}}};
+    for (RenderMode mode : {RenderModeFixedRaster, RenderModeShaderRaster}) {
+        renderer.setRenderMode(mode);
+        renderer.render(*scene);
+        std::vector<Vec4> pixels(std::size_t(kWidth) * kHeight);
+        glReadPixels(0, 0, kWidth, kHeight, GL_RGBA, GL_FLOAT, pixels.data());
+        for (const auto& [point, normal] : faces) {
+            const Vec3 eyeNormal = transformDirection((scene->camera * model).forward, normal);
+            const float diffuse = dot(eyeNormal, normalized(Vec3{1.0f, 1.0f, 1.0f}));
+            const Vec3 expected = mode == RenderModeFixedRaster
+                                      ? Vec3{1.0f, 1.0f, 1.0f} * (0.04f + 0.8f * std::fmax(eyeNormal.z, 0.0f))
+                                      : Vec3{0.15f + 0.85f * std::fmax(diffuse, 0.0f), 0.0f, 0.0f};
+            const Vec3 actual = pixels[pixelOf(transformPoint(model.forward, point))].xyz();
+            EXPECT_TRUE(testing::near(actual, expected, 1.5f / 255.0f))
+                << "mode " << mode << ", face " << normal.x << " " << normal.y << " " << normal.z << ": "
+                << actual.x << " " << actual.y << " " << actual.z << " for " << expected.x;
+        }
+    }
+}
+
 // Modes 0 and 4 cannot be drawn: one message per object (background and two
 // entities), nothing drawn, nothing pushed.
 TEST_F(RasterModesTest, EachPassLeavesTheStateOfItsTableAndOtherModesAreReported) {
@@ -54,6 +85,9 @@ TEST_F(RasterModesTest, EachPassLeavesTheStateOfItsTableAndOtherModesAreReported
     Entity& last = addEntity(makeCube(4.0f), makeRotation({0.0f, 0.0f, 1.0f}, 0.3f));
     testing::FloatTarget target(kWidth, kHeight);
     const int depthBefore = testing::boundState()[3];
+    // The frame's raster state: each pass that changes enables gives them back.
+    glEnable(GL_LIGHTING);
+    glEnable(GL_DEPTH_TEST);
 
     for (std::uint32_t mode : {1u, 2u, 3u, 0u, 4u}) {
         SCOPED_TRACE(mode);
@@ -65,6 +99,7 @@ TEST_F(RasterModesTest, EachPassLeavesTheStateOfItsTableAndOtherModesAreReported
         scene->rasterize(static_cast<RenderMode>(mode), *camera);
         const std::string output = ::testing::internal::GetCapturedStderr();
         EXPECT_EQ(testing::boundState(), (std::array<int, 4>{0, 0, 0, depthBefore}));
+        EXPECT_TRUE(glIsEnabled(GL_LIGHTING) && glIsEnabled(GL_DEPTH_TEST) && !glIsEnabled(GL_TEXTURE_2D));
         GLint matrixMode = -1;
         glGetIntegerv(GL_MATRIX_MODE, &matrixMode);
         Mat4 projection, modelView;
@@ -90,6 +125,8 @@ TEST_F(RasterModesTest, EachPassLeavesTheStateOfItsTableAndOtherModesAreReported
         EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
     }
     glMatrixMode(GL_MODELVIEW);
+    glDisable(GL_LIGHTING);
+    glDisable(GL_DEPTH_TEST);
 }
 
 // Meshes that reach into the picture by a sliver still show in the shader modes, which leave out the

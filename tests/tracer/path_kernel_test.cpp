@@ -5,14 +5,17 @@
 #include "geometry/hit.h"
 #include "geometry/ray.h"
 #include "platform/window.h"
+#include "raster/image.h"
 #include "raster/material.h"
 #include "support/gl_test_context.h"
+#include "tracer/camera.h"
 #include "tracer/light_sampling.h"
 #include "tracer/recursive_path_tracer.h"
 #include "tracer/surface_shading.h"
 #include "tracer/tiny_scenes.h"
 #include "world/cone_light.h"
 #include "world/entity.h"
+#include "world/random.h"
 #include "world/scene.h"
 
 #include <gtest/gtest.h>
@@ -80,26 +83,79 @@ TEST_F(PathKernel, DepthRule) {
         ASSERT_EQ(renderer->trace(*scene, cameraRay({0.0f, 0.0f, 15.0f}, {0.0f, 0.0f, -1.0f})), Vec3{});
 }
 
-TEST_F(PathKernel, WhiteFloorUnderOneLightConvergesToTheAnalyticValue) {
+// A floor of one colour: a texture of one texel, or white without one.
+void paintFloor(Scene& scene, Vec3 colour) {
+    auto image = std::make_shared<Image>();
+    image->width = image->height = 1;
+    image->pixels = {colour};
+    scene.entities.rbegin()->second->materials[0].texture.image = image;
+}
+
+TEST_F(PathKernel, FloorUnderOneLightConvergesToTheAnalyticValueAtEveryDepthAndEstimator) {
     testing::addFloor(*scene);
-    // A white Lambert floor facing a cone of half-angle a around its normal receives L sin^2 a from the light
-    // and B (1 - sin^2 a) from the rest of the sky; nothing else is there to bounce off.
+    // A Lambert floor of albedo c facing a cone of half-angle a around its normal receives c (L sin^2 a +
+    // B (1 - sin^2 a)); nothing else is there to bounce off. With the light sampled directly (the colour of
+    // the hit weighs that part too) and without (bounces alone find the disc), at depth 1 (the direct light
+    // of the first hit is the last one allowed) and at the default depth.
     const float share = std::sin(kLightAngle) * std::sin(kLightAngle);
-    const Vec3 expected = kLight * share + kBackground * (1.0f - share);
-    // Direct sampling of the light at each bounce, and with it off, the light found by bounces alone: two
-    // estimators of the same value. A bounce that saw the disc while the light is sampled would count it
-    // twice, one that missed it with sampling off not at all.
     const Ray down = cameraRay({0.0f, 0.0f, 15.0f}, {0.1f, -0.2f, -1.0f});
-    for (std::uint64_t bidirectional : {1, 0}) {
-        renderer->setBidirectional(bidirectional);
+    struct Case {
+        std::uint64_t maxDepth, bidirectional;
+        Vec3 colour;
+    };
+    for (const Case& each : {Case{5, 1, {1, 1, 1}}, Case{5, 0, {1, 1, 1}}, Case{1, 1, {0.8f, 0.5f, 0.25f}},
+                             Case{1, 0, {0.25f, 1.0f, 0.5f}}}) {
+        renderer->setMaxDepth(each.maxDepth);
+        renderer->setBidirectional(each.bidirectional);
+        paintFloor(*scene, each.colour);
+        const Vec3 expected = each.colour * (kLight * share + kBackground * (1.0f - share));
         Vec3 sum;
-        const int samples = 100000;
+        const int samples = 60000;
         for (int i = 0; i < samples; ++i)
             sum += renderer->trace(*scene, down);
         for (int channel = 0; channel < 3; ++channel)
             EXPECT_NEAR(sum[channel] / samples, expected[channel], 0.03f * expected[channel])
-                << "bidirectional " << bidirectional << ", channel " << channel;
+                << "maxDepth " << each.maxDepth << ", bidirectional " << each.bidirectional << ", channel "
+                << channel;
     }
+}
+
+// A seeded frame on one thread is fixed to the last bit by the order of the random draws: per pixel, columns
+// outer and rows inner; per path, each branch's two material draws, its subtree, then two draws per light.
+TEST_F(PathKernel, SeededOneThreadFrameRepeatsItsPixelsAndSums) {
+    testing::addFloor(*scene);
+    paintFloor(*scene, {0.9f, 0.6f, 0.3f});
+    auto cube = std::make_shared<Entity>(scene->nextEntityKey, makeCube(4.0f));
+    cube->transform = makeTranslation({1.0f, 0.5f, 2.0f}) * makeRotation({0.0f, 0.0f, 1.0f}, 0.5f);
+    scene->entities[scene->nextEntityKey++] = cube;
+    scene->lights.emplace_back(Vec3{-0.6f, 0.2f, 0.5f}, 0.1f, Vec3{3.0f, 4.0f, 5.0f});
+    // Close to the cube, looking along +y and a little down: light bounces between the cube and the floor.
+    scene->camera = makeRotation({1.0f, 0.0f, 0.0f}, -1.35f) * makeTranslation({-1.0f, 4.5f, -2.5f});
+    renderer->setMaxDepth(2);
+    renderer->setSecondaryBounceCount(2);
+    renderer->setCpuThreads(1);
+    renderer->setRenderMode(RenderModePathTrace);
+    gRandom.seed(MersenneTwister::kDefaultSeed);
+    renderer->render(*scene);
+
+    // The same frame written out: pixel centres at whole numbers, the view's inverse to the world.
+    gRandom.seed(MersenneTwister::kDefaultSeed);
+    Vec3 total;
+    for (std::uint32_t x = 0; x < 8; ++x)
+        for (std::uint32_t y = 0; y < 4; ++y) {
+            Ray ray;
+            ray.countsLights = true;
+            pixelRay(renderer->camera, float(x), float(y), ray);
+            ray.origin = transformPoint(scene->camera.inverse, ray.origin);
+            ray.direction = transformDirection(scene->camera.inverse, ray.direction);
+            const Vec3 radiance = renderer->trace(*scene, ray);
+            ASSERT_EQ(renderer->accumulation[y * 8 + x], Vec4(radiance, 1.0f)) << x << ", " << y;
+            total += radiance;
+        }
+    // The sums of the first run, so that any change of the draws' order or of the estimator shows.
+    const Vec3 golden{25.5613174f, 22.7097244f, 20.4102726f};
+    for (int channel = 0; channel < 3; ++channel)
+        EXPECT_NEAR(total[channel], golden[channel], 1e-4f * golden[channel]) << "channel " << channel;
 }
 
 void expectNear(const Vec3& actual, const Vec3& expected, float tolerance = 1e-5f) {

@@ -4,13 +4,12 @@
 #include "tracer/camera.h"
 #include "tracer/concentric_disk.h"
 #include "tracer/light_sampling.h"
+#include "tracer/surface_shading.h"
 #include "world/cone_light.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
-#include <random>
 #include <stdexcept>
 
 namespace verdanium {
@@ -64,29 +63,13 @@ TEST(ConcentricDisk, MapsCentreEdgesAndCornersByOctantAndTheBorderToTheCircle) {
             EXPECT_NEAR(p.x * p.x + p.y * p.y, 1.0f, 1e-5f);
 }
 
-TEST(ConcentricDisk, CoversTheDiscUniformly) {
-    // Chi-square over bins of equal area: 4 rings (radii sqrt(k / 4)) times 8 sectors.
-    constexpr int rings = 4, sectors = 8, samples = 320000;
-    std::array<int, rings * sectors> counts{};
-    std::mt19937 generator(12345);
-    std::uniform_real_distribution<float> unit(0.0f, 1.0f);
-    for (int i = 0; i < samples; ++i) {
-        const DiskPoint point = concentricDisk(unit(generator), unit(generator));
-        const float radiusSquared = point.x * point.x + point.y * point.y;
-        ASSERT_LE(radiusSquared, 1.0f + 1e-6f);
-        const int ring = std::min(rings - 1, static_cast<int>(radiusSquared * rings));
-        double angle = std::atan2(point.y, point.x);
-        if (angle < 0.0)
-            angle += 2.0 * M_PI;
-        ++counts[ring * sectors + std::min(sectors - 1, static_cast<int>(angle / (2.0 * M_PI) * sectors))];
-    }
-    const double expected = static_cast<double>(samples) / counts.size();
-    double chiSquare = 0.0;
-    for (int count : counts)
-        chiSquare += (count - expected) * (count - expected) / expected;
-    // 31 degrees of freedom: 61.1 is the 0.999 quantile, so a fair map fails one run in a thousand at most,
-    // and with a fixed seed never.
-    EXPECT_LT(chiSquare, 61.1);
+TEST(Lambert, ReflectsColourTimesCosineOverPiOnlyWithBothDirectionsStrictlyAbove) {
+    const Vec3 colour{1.0f, 0.5f, 0.25f};
+    const Vec3 above{0.3f, 0.4f, 0.5f}, grazing{1.0f, 0.0f, 0.0f}, below{0.0f, 0.6f, -0.8f};
+    EXPECT_EQ(lambert(above, {0.0f, 0.6f, 0.8f}, colour), colour * 0.8f * 0.31830987f);
+    EXPECT_EQ(lambert({0.0f, 0.0f, 2.0f}, above, colour), colour * 0.5f * 0.31830987f) << "wi as given";
+    for (const auto& [wo, wi] : {std::pair{below, above}, {above, below}, {grazing, above}, {above, grazing}})
+        EXPECT_EQ(lambert(wo, wi, colour), Vec3{}) << wo.z << ", " << wi.z;
 }
 
 TEST(SampleConeLight, StaysInsideTheConeReachesItsRimAndCarriesTheLight) {

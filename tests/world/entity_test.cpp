@@ -3,7 +3,6 @@
 #include "world/asteroid.h"
 #include "world/entity.h"
 
-#include <GL/glew.h>
 #include <gtest/gtest.h>
 
 namespace verdanium {
@@ -12,24 +11,6 @@ namespace {
 void expectNear(const Mat4& actual, const Mat4& expected, float tolerance) {
     for (int k = 0; k < 16; ++k)
         EXPECT_NEAR(actual.m[k], expected.m[k], tolerance) << "element " << k;
-}
-
-// Drawing through the programs is the raster tests' matter; here: the state set-up leaves behind, and which
-// vertex array goes with the entity.
-TEST(EntityTest, SetUpLeavesNothingBoundAndTheEntityDeletesOnlyItsOwnVertexArray) {
-    VERDANIUM_REQUIRE_GL();
-    auto entity = std::make_shared<Entity>(42, makeCube(10.0f));
-    GLint program = -1, vertexArray = -1;
-    glGetIntegerv(GL_CURRENT_PROGRAM, &program);
-    glGetIntegerv(GL_VERTEX_ARRAY_BINDING, &vertexArray);
-    EXPECT_TRUE(program == 0 && vertexArray == 0) << "set-up left its program or vertex array bound";
-    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
-    const GLuint matte = entity->matteVertexArray;
-    const GLuint hybrid = entity->hybridVertexArray;
-    EXPECT_NE(matte, hybrid);
-    entity.reset();
-    EXPECT_FALSE(glIsVertexArray(matte));
-    EXPECT_TRUE(glIsVertexArray(hybrid));
 }
 
 TEST(EntityTest, AsteroidDriftsInAStraightLineWhileTumblingAboutItsOrigin) {
