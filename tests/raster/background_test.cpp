@@ -149,21 +149,6 @@ TEST_F(BackgroundTest, EveryDirectionReadsTheTexelThatTheNearestLookupNames) {
     std::remove(path.c_str());
 }
 
-TEST_F(BackgroundTest, ASecondBackgroundUploadsTheSharedImageAgain) {
-    const std::string path = writeStrip("shared", 2, 12);
-    std::shared_ptr<Image> image;
-    {
-        Background first(path);
-        image = first.texture.image;
-        EXPECT_NE(image->textureId, 0u);
-    }
-    EXPECT_EQ(image->textureId, 0u);
-    Background second(path);
-    EXPECT_EQ(second.texture.image, image);
-    EXPECT_NE(image->textureId, 0u);
-    std::remove(path.c_str());
-}
-
 TEST_F(BackgroundTest, APictureThatIsNoStripIsReportedAndGetsNoVertexArray) {
     const std::string path = writeStrip("notastrip", 2, 13);
     ::testing::internal::CaptureStderr();
