@@ -1,6 +1,7 @@
 // verdanium-render: the program's picture without a window. Builds the default scene in an off-screen GL
 // context, optionally flies it to a given time and pauses it, renders a number of frames with the given
 // settings and writes the last picture as a PNG file.
+#include "command_line.h"
 #include "headless_session.h"
 #include "png_writer.h"
 #include "progress_bar.h"
@@ -11,6 +12,7 @@
 
 #include <exception>
 #include <iostream>
+#include <optional>
 
 using namespace verdanium;
 
@@ -41,16 +43,13 @@ int run(const RenderOptions& options) {
 } // namespace
 
 int main(int argc, char** argv) {
+    CLI::App app("Renders the default scene without a window and writes the picture as a PNG file.",
+                 "verdanium-render");
+    prepareToolApp(app);
     RenderOptions options;
-    try {
-        options = parseRenderOptions(argc, argv);
-    } catch (const std::invalid_argument& error) {
-        std::cerr << "verdanium-render: " << error.what() << "\n\n" << renderUsage();
-        return 2;
-    }
-    if (options.help) {
-        std::cout << renderUsage();
-        return 0;
+    addRenderOptions(app, options);
+    if (const std::optional<int> status = parseCommandLine(app, argc, argv)) {
+        return *status;
     }
     int status = 1;
     try {
