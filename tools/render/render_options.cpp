@@ -25,10 +25,26 @@ void addRenderOptions(CLI::App& app, RenderOptions& options) {
     app.add_option("--width", options.width, "picture width in pixels")->check(wholeNumber(1, largestSide));
     app.add_option("--height", options.height, "picture height in pixels")
         ->check(wholeNumber(1, largestSide));
-    app.add_option("--output", options.output, "where to write the picture as PNG")
-        ->check(CLI::Validator(
-            [](const std::string& text) { return text.empty() ? std::string("a file name is needed") : ""; },
-            "FILE"));
+    const CLI::Validator fileName(
+        [](const std::string& text) { return text.empty() ? std::string("a file name is needed") : ""; },
+        "FILE");
+    app.add_option("--output", options.output, "where to write the picture as PNG")->check(fileName);
+    app.add_option("--exr", options.exr,
+                   "also write the picture in linear light, 32-bit float RGB, as OpenEXR")
+        ->check(fileName);
+    CLI::Option* reference =
+        app.add_option(
+               "--reference", options.reference,
+               "an OpenEXR picture of the same size to compare the linear picture with after every frame")
+            ->check(CLI::ExistingFile);
+    app.add_option("--convergence", options.convergence,
+                   "write the error against the reference after every frame to this CSV file")
+        ->check(fileName)
+        ->needs(reference);
+    app.add_option(
+           "--max-seconds", options.maxSeconds,
+           "start no frame after this many seconds of rendering, 0 for no limit (--frames still counts)")
+        ->check(finiteNumber(0.0));
 }
 
 } // namespace verdanium
