@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <sstream>
 
 namespace verdanium {
@@ -23,15 +24,21 @@ namespace {
 constexpr std::uint32_t kWidth = 48;
 constexpr std::uint32_t kHeight = 32;
 
-std::vector<std::uint8_t> readPngRgb(const std::string& path) {
+// 8-bit RGB, rows from the top; empty when the file is no PNG.
+std::vector<std::uint8_t> readPngRgb(const std::string& path, std::uint32_t* width = nullptr) {
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
-    EXPECT_TRUE(png_image_begin_read_from_file(&image, path.c_str())) << path;
+    if (!png_image_begin_read_from_file(&image, path.c_str())) {
+        return {};
+    }
     image.format = PNG_FORMAT_RGB;
     std::vector<std::uint8_t> rgb(PNG_IMAGE_SIZE(image));
-    EXPECT_TRUE(png_image_finish_read(&image, nullptr, rgb.data(), 0, nullptr)) << path;
-    EXPECT_EQ(image.width, kWidth);
-    EXPECT_EQ(image.height, kHeight);
+    if (!png_image_finish_read(&image, nullptr, rgb.data(), 0, nullptr)) {
+        return {};
+    }
+    if (width != nullptr) {
+        *width = image.width;
+    }
     return rgb;
 }
 
@@ -59,6 +66,7 @@ TEST_F(PictureOutput, ExrIsThePngInLinearLight) {
                                     directory);
         ASSERT_EQ(run.status, 0) << run.errors;
         const std::vector<std::uint8_t> bytes = readPngRgb(png);
+        ASSERT_EQ(bytes.size(), kWidth * kHeight * 3);
         const LinearPicture linear = readExr(exr);
         ASSERT_EQ(linear.width, kWidth);
         ASSERT_EQ(linear.height, kHeight);
@@ -162,6 +170,35 @@ TEST(PictureErrorFigures, KnownDifferences) {
     EXPECT_EQ(same.rmse, 0.0);
     EXPECT_EQ(same.relmse, 0.0);
     EXPECT_TRUE(std::isinf(same.psnr) && same.psnr > 0.0);
+}
+
+// The plot script draws two short runs into one PNG: both lines in colour across the plot, besides the key.
+TEST_F(PictureOutput, PlotScriptDrawsEveryRun) {
+    const std::string header = "frame,samples_per_pixel,seconds,rmse,relmse,psnr\n";
+    const std::string fast =
+        write("fast.csv", header + "1,1,0.1,0.2,0.5,14\n2,2,0.2,0.14,0.3,17\n3,3,0.3,0.11,0.2,19\n");
+    const std::string slow =
+        write("slow.csv", header + "1,1,0.3,0.2,0.5,14\n2,2,0.6,0.14,0.3,17\n3,3,0.9,0.12,0.2,19\n");
+    const std::string plot = (directory / "plot.png").string();
+    const ToolRun run = runTool(std::string(VERDANIUM_SOURCE_DIR) + "/scripts/plot-convergence " + fast +
+                                    " " + slow + " --output " + plot,
+                                directory);
+    ASSERT_EQ(run.status, 0) << run.errors;
+    const std::vector<std::uint8_t> rgb = readPngRgb(plot);
+    ASSERT_FALSE(rgb.empty());
+    // Coloured pixels by the order of their channels (a hue sector): the lines are antialiased, so each
+    // run's colour comes in many shades, but all in one sector. Grey axes, grid and text are left out.
+    std::map<int, int> sectors;
+    for (std::size_t i = 0; i < rgb.size(); i += 3) {
+        const int r = rgb[i], g = rgb[i + 1], b = rgb[i + 2];
+        if (std::max({r, g, b}) - std::min({r, g, b}) > 40) {
+            ++sectors[(r > g) * 4 + (g > b) * 2 + (r > b)];
+        }
+    }
+    // A line across the plot takes several hundred pixels; the key's sample of a run alone, about a hundred.
+    const auto lines =
+        std::count_if(sectors.begin(), sectors.end(), [](const auto& s) { return s.second > 300; });
+    EXPECT_EQ(lines, 2);
 }
 
 } // namespace
