@@ -90,7 +90,8 @@ int run(const RenderOptions& options, const std::optional<LinearPicture>& refere
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Renders the default scene without a window and writes the picture as a PNG file.",
+    CLI::App app("Renders the default scene without a window and writes the picture as a PNG file, and in "
+                 "linear light as OpenEXR if asked; measures it against a reference picture if given one.",
                  "verdanium-render");
     prepareToolApp(app);
     RenderOptions options;

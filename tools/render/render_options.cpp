@@ -32,11 +32,10 @@ void addRenderOptions(CLI::App& app, RenderOptions& options) {
     app.add_option("--exr", options.exr,
                    "also write the picture in linear light, 32-bit float RGB, as OpenEXR (none by default)")
         ->check(fileName);
-    CLI::Option* reference = app.add_option("--reference", options.reference,
-                                            "an OpenEXR picture of the same size to compare the linear "
-                                            "picture with after every frame (none by "
-                                            "default)")
-                                 ->check(CLI::ExistingFile);
+    const char* referenceText = "an OpenEXR picture of the same size to compare the linear picture with "
+                                "after every frame (none by default)";
+    CLI::Option* reference =
+        app.add_option("--reference", options.reference, referenceText)->check(CLI::ExistingFile);
     app.add_option(
            "--convergence", options.convergence,
            "write the error against the reference after every frame to this CSV file (none by default)")
