@@ -1,5 +1,7 @@
 #pragma once
 
+#include <CLI/CLI.hpp>
+
 #include <cstdint>
 #include <string>
 
@@ -18,13 +20,15 @@ struct RenderOptions {
     std::uint32_t width = 640;
     std::uint32_t height = 480;
     std::string output = "render.png";
-    bool help = false;
+    // Empty when not asked for.
+    std::string exr;
+    std::string reference;
+    std::string convergence;
+    // Seconds of rendering after which no new frame starts; 0 for no limit.
+    double maxSeconds = 0.0;
 };
 
-// Reads the command line. A bad option or value throws std::invalid_argument with a message for the user.
-RenderOptions parseRenderOptions(int argc, char** argv);
-
-// The --help text.
-const char* renderUsage();
+// Adds the options that fill `options` to `app`, each with its range; `options` must outlive the parse.
+void addRenderOptions(CLI::App& app, RenderOptions& options);
 
 } // namespace verdanium
