@@ -1,13 +1,16 @@
 // verdanium-render: the program's picture without a window. Builds the default scene in an off-screen GL
 // context, optionally flies it to a given time and pauses it, renders a number of frames with the given
 // settings and writes the last picture as a PNG file.
+#include "flight_frames.h"
+#include "flight_ranks.h"
+#include "flight_run.h"
+#include "flight_session.h"
 #include "headless_session.h"
 #include "png_writer.h"
 #include "progress_bar.h"
 #include "render_options.h"
 
 #include "foundation/resource_cache.h"
-#include "geometry/intersector_mode.h"
 
 #include <exception>
 #include <iostream>
@@ -18,12 +21,7 @@ namespace {
 
 int run(const RenderOptions& options) {
     HeadlessSession session(options.width, options.height);
-    // The settings as the key commands would give them.
-    gIntersectorMode = options.intersector != 0 ? 1 : 0;
-    session.renderer.setRenderMode(options.mode);
-    session.renderer.setMaxDepth(options.depth);
-    session.renderer.setSecondaryBounceCount(options.bounces == 0 ? 1 : options.bounces);
-    session.renderer.setCpuThreads(options.threads);
+    applyRenderSettings(session.renderer, options);
     session.advanceFlightTo(options.time);
 
     ProgressBar progress("rendering", options.frames);
@@ -54,7 +52,20 @@ int main(int argc, char** argv) {
     }
     int status = 1;
     try {
-        status = run(options);
+        if (options.flight != 0) {
+            planFlightFrames(options.time, options.until, options.flight); // refuses an empty span
+        }
+    } catch (const std::invalid_argument& error) {
+        std::cerr << "verdanium-render: " << error.what() << "\n\n" << renderUsage();
+        return 2;
+    }
+    try {
+        if (options.flight != 0) {
+            FlightRanks ranks(argc, argv);
+            status = renderFlight(options, ranks);
+        } else {
+            status = run(options);
+        }
     } catch (const std::exception& error) {
         std::cerr << "exception: " << error.what() << std::endl;
     } catch (...) {

@@ -90,6 +90,10 @@ RenderOptions parseRenderOptions(int argc, char** argv) {
             options.width = static_cast<std::uint32_t>(parseCount(option, value, largestSide));
         } else if (option == "--height") {
             options.height = static_cast<std::uint32_t>(parseCount(option, value, largestSide));
+        } else if (option == "--flight") {
+            options.flight = static_cast<std::uint32_t>(parseCount(option, value, 1000));
+        } else if (option == "--until") {
+            options.until = parseSeconds(option, value);
         } else if (option == "--output") {
             options.output = value;
             if (options.output.empty()) {

@@ -18,6 +18,10 @@ struct RenderOptions {
     std::uint32_t width = 640;
     std::uint32_t height = 480;
     std::string output = "render.png";
+    // Frames per second of a flight video; 0 renders one picture instead.
+    std::uint32_t flight = 0;
+    // Where a flight video ends, in seconds of flight.
+    double until = 20.0;
     bool help = false;
 };
 
