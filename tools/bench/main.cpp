@@ -10,6 +10,7 @@
 // reads its targets back). Last, the world's fixed step at growing asteroid counts.
 //
 // Arguments name the groups to measure, "frame", "hybrid" and "world"; none measures all.
+#include "command_line.h"
 #include "embree_reference.h"
 #include "headless_session.h"
 #include "world_step_bench.h"
@@ -26,6 +27,7 @@
 #include <ctime>
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -251,22 +253,22 @@ void run(const Sections& sections) {
 } // namespace
 
 int main(int argc, char** argv) {
+    CLI::App app("Measures the path-traced frame, the hybrid frame and the world's step, one \"figure <name> "
+                 "<value> <unit>\" line per measurement.",
+                 "verdanium-bench");
+    prepareToolApp(app);
+    std::vector<std::string> groups;
+    app.add_option("groups", groups, "the groups to measure: frame, hybrid, world (all when none is named)")
+        ->check(CLI::IsMember({"frame", "hybrid", "world"}));
+    if (const std::optional<int> status = parseCommandLine(app, argc, argv)) {
+        return *status;
+    }
     Sections sections;
-    if (argc > 1) {
-        sections = Sections{false, false, false};
-        for (int i = 1; i < argc; ++i) {
-            const std::string name = argv[i];
-            if (name == "frame") {
-                sections.frame = true;
-            } else if (name == "hybrid") {
-                sections.hybrid = true;
-            } else if (name == "world") {
-                sections.world = true;
-            } else {
-                std::cerr << "usage: verdanium-bench [frame] [hybrid] [world] (all when none is named)\n";
-                return 2;
-            }
-        }
+    if (!groups.empty()) {
+        const auto named = [&](const char* name) {
+            return std::find(groups.begin(), groups.end(), name) != groups.end();
+        };
+        sections = Sections{named("frame"), named("hybrid"), named("world")};
     }
     int status = 0;
     try {

@@ -3,6 +3,7 @@
 // around the mesh, half of them aimed at random points of the mesh's box and half in random directions.
 // Prints one "figure <name> <value> <unit>" line per number. Usage: bvh_bench [rays] [repeats]
 #include "bvh_test_meshes.h"
+#include "command_line.h"
 
 #include "geometry/bvh.h"
 #include "geometry/embree_scene.h"
@@ -12,8 +13,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -145,8 +146,17 @@ std::vector<Vec3> readModel(const char* path, float& radius) {
 }
 
 int main(int argc, char** argv) {
-    const int rayCount = argc > 1 ? std::atoi(argv[1]) : 200000;
-    const int repeats = argc > 2 ? std::atoi(argv[2]) : 9;
+    CLI::App app("Rays per second of our mesh hierarchy and of Embree, side by side, one thread.",
+                 "bvh_bench");
+    prepareToolApp(app);
+    int rayCount = 200000;
+    int repeats = 9;
+    app.add_option("rays", rayCount, "rays per run")->check(wholeNumber(1, 100000000));
+    app.add_option("repeats", repeats, "runs of each query, the best one counts")
+        ->check(wholeNumber(1, 1000));
+    if (const std::optional<int> status = parseCommandLine(app, argc, argv)) {
+        return *status;
+    }
     // The program's models, when the data tree is there: rays from a shell at three times the model's
     // radius, half of them aimed into its box.
     for (const char* name : {"asteroid1", "asteroid2", "asteroid3", "asteroid4", "asteroid5"}) {

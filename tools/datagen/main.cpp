@@ -4,21 +4,28 @@
 
 #include "asteroids.h"
 #include "background.h"
+#include "command_line.h"
 #include "output_files.h"
 #include "ship.h"
 #include "text_format.h"
 
 #include <exception>
 #include <iostream>
+#include <optional>
+#include <string>
 
 int main(int argc, char** argv) {
     using namespace verdanium::datagen;
-    if (argc != 2) {
-        std::cerr << "usage: verdanium-datagen DATA_FOLDER\n";
-        return 2;
+    CLI::App app("Writes the program's generated data tree (rocks, ship, background) below DATA_FOLDER.",
+                 "verdanium-datagen");
+    verdanium::prepareToolApp(app);
+    std::string folder;
+    app.add_option("DATA_FOLDER", folder, "the data folder to write into")->required();
+    if (const std::optional<int> status = verdanium::parseCommandLine(app, argc, argv)) {
+        return *status;
     }
     try {
-        OutputTree out(argv[1]);
+        OutputTree out(folder);
         std::vector<ModelReport> models = generateAsteroids(out);
         std::vector<ModelReport> ship = generateShip(out);
         models.insert(models.end(), ship.begin(), ship.end());
@@ -31,7 +38,7 @@ int main(int argc, char** argv) {
         for (const OutputTree::Entry& e : out.written()) {
             total += e.size;
         }
-        std::cout << "wrote " << out.written().size() << " files, " << total << " bytes, to " << argv[1]
+        std::cout << "wrote " << out.written().size() << " files, " << total << " bytes, to " << folder
                   << '\n';
     } catch (const std::exception& e) {
         std::cerr << "error: " << e.what() << '\n';

@@ -1,10 +1,13 @@
 // verdanium-render: the program's picture without a window. Builds the default scene in an off-screen GL
 // context, optionally flies it to a given time and pauses it, renders a number of frames with the given
-// settings and writes the last picture as a PNG file.
+// settings and writes the last picture as a PNG file. With --flight it renders the flight as a video or as
+// numbered files instead, spread over the ranks when started under mpirun.
+#include "command_line.h"
 #include "flight_frames.h"
 #include "flight_ranks.h"
 #include "flight_run.h"
 #include "flight_session.h"
+#include "frame_output.h"
 #include "headless_session.h"
 #include "png_writer.h"
 #include "progress_bar.h"
@@ -14,6 +17,7 @@
 
 #include <exception>
 #include <iostream>
+#include <optional>
 
 using namespace verdanium;
 
@@ -39,26 +43,30 @@ int run(const RenderOptions& options) {
 } // namespace
 
 int main(int argc, char** argv) {
+    CLI::App app("Renders the default scene without a window and writes the picture as a PNG file.",
+                 "verdanium-render");
+    prepareToolApp(app);
     RenderOptions options;
-    try {
-        options = parseRenderOptions(argc, argv);
-    } catch (const std::invalid_argument& error) {
-        std::cerr << "verdanium-render: " << error.what() << "\n\n" << renderUsage();
-        return 2;
+    addRenderOptions(app, options);
+    if (const std::optional<int> status = parseCommandLine(app, argc, argv)) {
+        return *status;
     }
-    if (options.help) {
-        std::cout << renderUsage();
-        return 0;
+    if (options.flight != 0) {
+        if (app.count("--output") == 0) {
+            options.output = "flight.mp4";
+        }
+        // A flight that holds no frame, or an output that is neither a video nor numbered files, is a bad
+        // command line too: refused before MPI starts and before any work.
+        try {
+            planFlightFrames(options.time, options.until, options.flight);
+            frameOutputKind(options.output);
+        } catch (const std::invalid_argument& error) {
+            std::cerr << app.get_name() << ": " << error.what() << "\nRun " << app.get_name()
+                      << " --help for the options.\n";
+            return kUsageErrorStatus;
+        }
     }
     int status = 1;
-    try {
-        if (options.flight != 0) {
-            planFlightFrames(options.time, options.until, options.flight); // refuses an empty span
-        }
-    } catch (const std::invalid_argument& error) {
-        std::cerr << "verdanium-render: " << error.what() << "\n\n" << renderUsage();
-        return 2;
-    }
     try {
         if (options.flight != 0) {
             FlightRanks ranks(argc, argv);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <CLI/CLI.hpp>
+
 #include <cstdint>
 #include <string>
 
@@ -22,13 +24,9 @@ struct RenderOptions {
     std::uint32_t flight = 0;
     // Where a flight video ends, in seconds of flight.
     double until = 20.0;
-    bool help = false;
 };
 
-// Reads the command line. A bad option or value throws std::invalid_argument with a message for the user.
-RenderOptions parseRenderOptions(int argc, char** argv);
-
-// The --help text.
-const char* renderUsage();
+// Adds the options that fill `options` to `app`, each with its range; `options` must outlive the parse.
+void addRenderOptions(CLI::App& app, RenderOptions& options);
 
 } // namespace verdanium

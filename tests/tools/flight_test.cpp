@@ -1,12 +1,9 @@
 // verdanium-render --flight as a user runs it: alone and under mpirun, its files and videos read back.
 
-#include "support/test_files.h"
+#include "tool_run.h"
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -14,12 +11,6 @@
 
 namespace verdanium {
 namespace {
-
-struct Outcome {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
 
 std::string readFile(const std::filesystem::path& path) {
     std::ostringstream bytes;
@@ -36,26 +27,16 @@ std::size_t countOf(const std::string& text, const std::string& part) {
 
 class Flight : public TestFilesFixture {
 protected:
-    // Runs a shell command from the program's folder (the data tree's relative paths start there).
-    Outcome run(const std::string& command) {
-        const std::string out = (directory / "stdout.txt").string(),
-                          err = (directory / "stderr.txt").string();
-        Outcome result;
-        const int status = std::system((command + " >" + out + " 2>" + err).c_str());
-        result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        result.out = readFile(out);
-        result.err = readFile(err);
-        return result;
-    }
+    ToolRun run(const std::string& commandLine) { return runTool(commandLine, directory); }
 
     // A short flight: one second at 8 frames per second, small and with few passes.
-    std::string render(const std::string& options) {
-        return std::string(VERDANIUM_RENDER_PATH) + " --flight 8 --until 1 --width 64 --height 48 " + options;
+    std::string render(const std::string& options, const std::string& size = "--width 64 --height 48") {
+        return "./verdanium-render --flight 8 --until 1 " + size + " " + options;
     }
 
     // Two ranks, also on a one-core machine and as root (a container's usual user).
     static std::string mpirun(int ranks) {
-        return "OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 mpirun --oversubscribe -np " +
+        return "env OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 mpirun --oversubscribe -np " +
                std::to_string(ranks) + " ";
     }
 };
@@ -66,13 +47,13 @@ TEST_F(Flight, NumberedFramesAreTheSameFromOneProcessAndFromTwoRanks) {
     std::filesystem::create_directories(shared);
     // One tracing thread: more threads share the generator in an order that scheduling decides.
     const std::string options = "--frames 2 --threads 1 --output ";
-    const Outcome one = run(render(options + (alone / "frame%04d.png").string()));
-    ASSERT_EQ(one.status, 0) << one.err;
-    const Outcome two = run(mpirun(2) + render(options + (shared / "frame%04d.png").string()));
-    ASSERT_EQ(two.status, 0) << two.err;
+    const ToolRun one = run(render(options + (alone / "frame%04d.png").string()));
+    ASSERT_EQ(one.status, 0) << one.errors;
+    const ToolRun two = run(mpirun(2) + render(options + (shared / "frame%04d.png").string()));
+    ASSERT_EQ(two.status, 0) << two.errors;
     // Each rank builds its own world (and logs the first), and rank 0 alone writes.
-    EXPECT_EQ(countOf(two.out, "recreating scene"), 2u) << two.out;
-    EXPECT_EQ(countOf(two.out, "wrote "), 1u) << two.out;
+    EXPECT_EQ(countOf(two.output, "recreating scene"), 2u) << two.output;
+    EXPECT_EQ(countOf(two.output, "wrote "), 1u) << two.output;
 
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(alone), {}), 8);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(shared), {}), 8);
@@ -87,11 +68,11 @@ TEST_F(Flight, NumberedFramesAreTheSameFromOneProcessAndFromTwoRanks) {
 TEST_F(Flight, FrameShowsTheFlightAtItsTime) {
     // The fixed raster draws no samples, so frame 4 of 8 per second is the picture at half a second.
     const std::string still = (directory / "still.png").string();
-    const Outcome picture = run(std::string(VERDANIUM_RENDER_PATH) +
-                                " --mode 1 --time 0.5 --width 64 --height 48 --output " + still);
-    ASSERT_EQ(picture.status, 0) << picture.err;
-    const Outcome flight = run(render("--mode 1 --output " + (directory / "f%d.png").string()));
-    ASSERT_EQ(flight.status, 0) << flight.err;
+    const ToolRun picture =
+        run("./verdanium-render --mode 1 --time 0.5 --width 64 --height 48 --output " + still);
+    ASSERT_EQ(picture.status, 0) << picture.errors;
+    const ToolRun flight = run(render("--mode 1 --output " + (directory / "f%d.png").string()));
+    ASSERT_EQ(flight.status, 0) << flight.errors;
     EXPECT_EQ(readFile(directory / "f4.png"), readFile(still));
     EXPECT_NE(readFile(directory / "f3.png"), readFile(still));
 }
@@ -101,14 +82,14 @@ TEST_F(Flight, VideoHoldsEveryFrameAtTheFrameRate) {
     for (const std::string& launch : {mpirun(2), std::string()}) {
         const char* name = launch.empty() ? "flight.mkv" : "flight.mp4";
         const std::string video = (directory / name).string();
-        const Outcome made = run(launch + render("--mode 1 --output " + video));
-        ASSERT_EQ(made.status, 0) << made.err;
-        const Outcome probe =
+        const ToolRun made = run(launch + render("--mode 1 --output " + video));
+        ASSERT_EQ(made.status, 0) << made.errors;
+        const ToolRun probe =
             run("ffprobe -v error -select_streams v:0 -count_frames -show_entries "
                 "stream=nb_read_frames,r_frame_rate,pix_fmt,width -of default=noprint_wrappers=1 " +
                 video);
-        ASSERT_EQ(probe.status, 0) << probe.err;
-        EXPECT_EQ(probe.out, "width=64\npix_fmt=yuv420p\nr_frame_rate=8/1\nnb_read_frames=8\n") << name;
+        ASSERT_EQ(probe.status, 0) << probe.errors;
+        EXPECT_EQ(probe.output, "width=64\npix_fmt=yuv420p\nr_frame_rate=8/1\nnb_read_frames=8\n") << name;
     }
 }
 
@@ -117,17 +98,19 @@ TEST_F(Flight, OutputThatCannotBeWrittenIsRefusedBeforeRendering) {
     const struct {
         std::string options;
         std::string message;
+        std::string size = "--width 64 --height 48";
     } cases[] = {
         {"--output '" + missing + "/flight.mp4'", "cannot write " + missing + "/flight.mp4"},
         {"--output '" + missing + "/frame%03d.png'", "cannot write " + missing + "/frame000.png"},
-        {"--width 63 --output " + (directory / "odd.mp4").string(), "even width and height"},
+        {"--output " + (directory / "odd.mp4").string(), "even width and height", "--width 63 --height 48"},
     };
     for (const auto& refused : cases) {
         // Under mpirun every rank must stop, not only the one that writes.
-        const Outcome result = run((&refused == cases ? mpirun(2) : "") + render(refused.options));
+        const ToolRun result =
+            run((&refused == cases ? mpirun(2) : "") + render(refused.options, refused.size));
         EXPECT_NE(result.status, 0) << refused.options;
-        EXPECT_NE(result.err.find(refused.message), std::string::npos) << result.err;
-        EXPECT_EQ(result.out.find("recreating scene"), std::string::npos) << "rendered: " << result.out;
+        EXPECT_NE(result.errors.find(refused.message), std::string::npos) << result.errors;
+        EXPECT_EQ(result.output.find("recreating scene"), std::string::npos) << "rendered: " << result.output;
     }
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 2) << "only the run's logs";
 }
