@@ -25,19 +25,36 @@ void addRenderOptions(CLI::App& app, RenderOptions& options) {
     app.add_option("--width", options.width, "picture width in pixels")->check(wholeNumber(1, largestSide));
     app.add_option("--height", options.height, "picture height in pixels")
         ->check(wholeNumber(1, largestSide));
+    const CLI::Validator fileName(
+        [](const std::string& text) { return text.empty() ? std::string("a file name is needed") : ""; },
+        "FILE");
+    app.add_option(
+           "--output", options.output,
+           "where to write the picture as PNG; a --flight goes to a video (.mp4, .mkv) or to numbered "
+           "files (frame%04d.png, frame%04d.exr)")
+        ->check(fileName);
+    app.add_option("--exr", options.exr,
+                   "also write the picture in linear light, 32-bit float RGB, as OpenEXR")
+        ->check(fileName);
+    CLI::Option* reference =
+        app.add_option(
+               "--reference", options.reference,
+               "an OpenEXR picture of the same size to compare the linear picture with after every frame")
+            ->check(CLI::ExistingFile);
+    app.add_option("--convergence", options.convergence,
+                   "write the error against the reference after every frame to this CSV file")
+        ->check(fileName)
+        ->needs(reference);
+    app.add_option(
+           "--max-seconds", options.maxSeconds,
+           "start no frame after this many seconds of rendering, 0 for no limit (--frames still counts)")
+        ->check(finiteNumber(0.0));
     app.add_option("--flight", options.flight,
                    "render the flight from --time to --until at this many frames per second, each frame "
                    "converged over --frames; 0: one picture")
         ->check(wholeNumber(0, 1000));
     app.add_option("--until", options.until, "where a --flight ends, in seconds of flight")
         ->check(finiteNumber(0.0));
-    app.add_option(
-           "--output", options.output,
-           "where to write the picture as PNG; a --flight goes to a video (.mp4, .mkv) or to numbered "
-           "files (frame%04d.png)")
-        ->check(CLI::Validator(
-            [](const std::string& text) { return text.empty() ? std::string("a file name is needed") : ""; },
-            "FILE"));
 }
 
 } // namespace verdanium

@@ -20,6 +20,12 @@ struct RenderOptions {
     std::uint32_t width = 640;
     std::uint32_t height = 480;
     std::string output = "render.png";
+    // Empty when not asked for.
+    std::string exr;
+    std::string reference;
+    std::string convergence;
+    // Seconds of rendering after which no new frame starts; 0 for no limit.
+    double maxSeconds = 0.0;
     // Frames per second of a flight video; 0 renders one picture instead.
     std::uint32_t flight = 0;
     // Where a flight video ends, in seconds of flight.
