@@ -66,15 +66,17 @@ TEST_F(Flight, NumberedFramesAreTheSameFromOneProcessAndFromTwoRanks) {
 }
 
 TEST_F(Flight, FrameShowsTheFlightAtItsTime) {
-    // The fixed raster draws no samples, so frame 4 of 8 per second is the picture at half a second.
-    const std::string still = (directory / "still.png").string();
-    const ToolRun picture =
-        run("./verdanium-render --mode 1 --time 0.5 --width 64 --height 48 --output " + still);
+    // The fixed raster draws no samples, so frame 4 of 8 per second is the picture at half a second, here in
+    // linear light as OpenEXR.
+    const std::string still = (directory / "still.exr").string();
+    const ToolRun picture = run("./verdanium-render --mode 1 --time 0.5 --width 64 --height 48 --output " +
+                                (directory / "still.png").string() + " --exr " + still);
     ASSERT_EQ(picture.status, 0) << picture.errors;
-    const ToolRun flight = run(render("--mode 1 --output " + (directory / "f%d.png").string()));
+    const ToolRun flight = run(render("--mode 1 --output " + (directory / "f%d.exr").string()));
     ASSERT_EQ(flight.status, 0) << flight.errors;
-    EXPECT_EQ(readFile(directory / "f4.png"), readFile(still));
-    EXPECT_NE(readFile(directory / "f3.png"), readFile(still));
+    ASSERT_FALSE(readFile(still).empty());
+    EXPECT_EQ(readFile(directory / "f4.exr"), readFile(still));
+    EXPECT_NE(readFile(directory / "f3.exr"), readFile(still));
 }
 
 TEST_F(Flight, VideoHoldsEveryFrameAtTheFrameRate) {

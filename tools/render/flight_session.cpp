@@ -2,11 +2,13 @@
 
 #include "flight_frames.h"
 #include "headless_session.h"
+#include "linear_picture.h"
 
 #include "geometry/intersector_mode.h"
 #include "platform/window.h"
 #include "world/random.h"
 
+#include <cstring>
 #include <iostream>
 
 namespace verdanium {
@@ -43,7 +45,7 @@ void applyRenderSettings(RecursivePathTracer& renderer, const RenderOptions& opt
 
 FlightSession::FlightSession(const RenderOptions& options)
     : context(options.width, options.height), renderer(headlessWindowSettings(options.width, options.height)),
-      mode(options.mode), passes(options.frames) {
+      output(frameOutputKind(options.output)), mode(options.mode), passes(options.frames) {
     applyRenderSettings(renderer, options);
 }
 
@@ -64,7 +66,13 @@ std::vector<std::uint8_t> FlightSession::renderFrame(std::uint64_t frame, double
     for (std::uint64_t pass = 0; pass < passes; ++pass) {
         renderer.render(*world);
     }
-    return readRgbPixels(context.width(), context.height());
+    if (!takesLinearPixels(output)) {
+        return readRgbPixels(context.width(), context.height());
+    }
+    const LinearPicture picture = readLinearPicture(renderer);
+    std::vector<std::uint8_t> bytes(picture.rgb.size() * sizeof(float));
+    std::memcpy(bytes.data(), picture.rgb.data(), bytes.size());
+    return bytes;
 }
 
 } // namespace verdanium

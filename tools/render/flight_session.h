@@ -1,5 +1,6 @@
 #pragma once
 
+#include "frame_output.h"
 #include "render_options.h"
 
 #include "platform/offscreen_context.h"
@@ -22,7 +23,8 @@ class FlightSession {
 public:
     explicit FlightSession(const RenderOptions& options);
 
-    // The picture of video frame `frame` at `seconds` of flight, 8-bit RGB with rows from the top. The
+    // The picture of video frame `frame` at `seconds` of flight, in the pixel layout of the options' output
+    // (takesLinearPixels). The
     // generator is set to its start, the default world is built and flown there in fixed steps and paused;
     // then the generator is seeded from the frame number and the picture accumulates the options' passes.
     // So the pixels depend on the frame and the options only, whatever this session rendered before (bit
@@ -35,6 +37,7 @@ private:
     RecursivePathTracer renderer;
     // Declared last: entities release GL objects, so the world goes before the context.
     std::optional<Scene> world;
+    FrameOutputKind output;
     std::uint32_t mode;
     std::uint64_t passes;
     bool worldLogged = false;

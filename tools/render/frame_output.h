@@ -10,6 +10,12 @@ namespace verdanium {
 // .exr).
 enum class FrameOutputKind { Video, PngFiles, ExrFiles };
 
+// The pixels a frame travels and is written in, rows from the top: 8-bit RGB for pictures to look at (PNG,
+// video), 32-bit float RGB in linear light (native byte order) for OpenEXR.
+inline bool takesLinearPixels(FrameOutputKind kind) {
+    return kind == FrameOutputKind::ExrFiles;
+}
+
 // Reads an output name. Throws std::invalid_argument with a message for the user when the name is neither
 // kind, or holds more than one frame number or a conversion other than %d, %Nd, %0Nd and %%.
 FrameOutputKind frameOutputKind(const std::string& name);

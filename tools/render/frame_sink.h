@@ -9,16 +9,16 @@
 
 namespace verdanium {
 
-// Takes the frames of a flight in order, as 8-bit RGB pixels with rows from the top, and writes them to the
-// output. Opening a sink checks that the output can be written, so that a bad name is refused before any
-// frame is rendered. Nothing appears under the user's name until it is whole: a video is renamed into place
-// by finish, a numbered file as soon as it is written. A sink destroyed before finish removes its partial
-// file.
+// Takes the frames of a flight in order, as bytes in the layout its kind takes (takesLinearPixels), and
+// writes them to the output. Opening a sink checks that the output can be written, so that a bad name is
+// refused before any frame is rendered. Nothing appears under the user's name until it is whole: a video is
+// renamed into place by finish, a numbered file as soon as it is written. A sink destroyed before finish
+// removes its partial file.
 class FrameSink {
 public:
     virtual ~FrameSink() = default;
 
-    virtual void write(std::uint64_t frame, const std::vector<std::uint8_t>& rgb) = 0;
+    virtual void write(std::uint64_t frame, const std::vector<std::uint8_t>& pixels) = 0;
     virtual void finish() = 0;
 };
 

@@ -4,18 +4,19 @@
 
 namespace verdanium {
 
-// One PNG file per frame, named by a printf-style frame number. Each file is written under a partial name
-// and renamed when complete, so a failed run leaves only whole frames.
-class NumberedPngFrames : public FrameSink {
+// One PNG or OpenEXR file per frame, named by a printf-style frame number. Each file is written under a
+// partial name and renamed when complete, so a failed run leaves only whole frames.
+class NumberedFrames : public FrameSink {
 public:
     // Throws std::runtime_error when the folder of the first frame's file cannot be written.
-    NumberedPngFrames(std::string pattern, std::uint32_t width, std::uint32_t height);
+    NumberedFrames(std::string pattern, FrameOutputKind kind, std::uint32_t width, std::uint32_t height);
 
-    void write(std::uint64_t frame, const std::vector<std::uint8_t>& rgb) override;
+    void write(std::uint64_t frame, const std::vector<std::uint8_t>& pixels) override;
     void finish() override {}
 
 private:
     std::string pattern;
+    FrameOutputKind kind;
     std::uint32_t width;
     std::uint32_t height;
 };
