@@ -55,6 +55,9 @@ void writeFlight(const RenderOptions& options, const FlightFrames& frames, Frame
 
 // Every other rank: renders its share in order and sends each frame to rank 0; a failure goes there too.
 int renderShare(const RenderOptions& options, const FlightFrames& frames, FlightRanks& ranks) {
+    if (static_cast<std::uint64_t>(ranks.rank()) >= frames.count) {
+        return 0; // more ranks than frames: nothing to render, so no context and no world either
+    }
     try {
         FlightSession session(options);
         for (std::uint64_t frame = static_cast<std::uint64_t>(ranks.rank()); frame < frames.count;
