@@ -117,7 +117,8 @@ std::optional<int> checkFlightOptions(const CLI::App& app, RenderOptions& option
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Renders the default scene without a window and writes the picture as a PNG file.",
+    CLI::App app("Renders the default scene without a window and writes the picture as a PNG file, or the "
+                 "flight as a video or numbered files (--flight).",
                  "verdanium-render");
     prepareToolApp(app);
     RenderOptions options;

@@ -30,8 +30,8 @@ void addRenderOptions(CLI::App& app, RenderOptions& options) {
         "FILE");
     app.add_option(
            "--output", options.output,
-           "where to write the picture as PNG; a --flight goes to a video (.mp4, .mkv) or to numbered "
-           "files (frame%04d.png, frame%04d.exr)")
+           "where to write the picture as PNG; a --flight goes to a video (.mp4, .mkv; flight.mp4 when not "
+           "given) or to numbered files (frame%04d.png, frame%04d.exr)")
         ->check(fileName);
     app.add_option("--exr", options.exr,
                    "also write the picture in linear light, 32-bit float RGB, as OpenEXR")
