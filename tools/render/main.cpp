@@ -79,11 +79,11 @@ int run(const RenderOptions& options, const std::optional<LinearPicture>& refere
         writeExr(options.exr, readLinearPicture(session.renderer));
         std::cout << "wrote " << options.exr << '\n';
     }
+    std::printf("rendered %llu frames in %.3f s", static_cast<unsigned long long>(frame), renderingSeconds);
     if (error) {
-        std::printf("after %llu frames in %.3f s: rmse %.6g relmse %.6g psnr %.3f dB\n",
-                    static_cast<unsigned long long>(frame), renderingSeconds, error->rmse, error->relmse,
-                    error->psnr);
+        std::printf(": rmse %.6g relmse %.6g psnr %.3f dB", error->rmse, error->relmse, error->psnr);
     }
+    std::printf("\n");
     return 0;
 }
 

@@ -34,15 +34,16 @@ void addRenderOptions(CLI::App& app, RenderOptions& options) {
            "given) or to numbered files (frame%04d.png, frame%04d.exr)")
         ->check(fileName);
     app.add_option("--exr", options.exr,
-                   "also write the picture in linear light, 32-bit float RGB, as OpenEXR")
+                   "also write the picture in linear light, 32-bit float RGB, as OpenEXR (none by default)")
         ->check(fileName);
-    CLI::Option* reference =
-        app.add_option(
-               "--reference", options.reference,
-               "an OpenEXR picture of the same size to compare the linear picture with after every frame")
-            ->check(CLI::ExistingFile);
-    app.add_option("--convergence", options.convergence,
-                   "write the error against the reference after every frame to this CSV file")
+    CLI::Option* reference = app.add_option("--reference", options.reference,
+                                            "an OpenEXR picture of the same size to compare the linear "
+                                            "picture with after every frame (none by "
+                                            "default)")
+                                 ->check(CLI::ExistingFile);
+    app.add_option(
+           "--convergence", options.convergence,
+           "write the error against the reference after every frame to this CSV file (none by default)")
         ->check(fileName)
         ->needs(reference);
     app.add_option(
