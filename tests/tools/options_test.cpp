@@ -11,9 +11,9 @@ using ToolOptions = TestFilesFixture;
 TEST_F(ToolOptions, HelpListsEveryOptionWithItsDefault) {
     const ToolRun run = runTool("./verdanium-render --help", directory);
     EXPECT_EQ(run.status, 0);
-    for (const char* option :
-         {"--mode", "--time", "--frames", "--intersector", "--depth", "--bounces", "--threads", "--width",
-          "--height", "--output", "--exr", "--reference", "--convergence", "--max-seconds"}) {
+    for (const char* option : {"--mode", "--time", "--frames", "--intersector", "--depth", "--bounces",
+                               "--threads", "--width", "--height", "--output", "--exr", "--reference",
+                               "--convergence", "--max-seconds", "--flight", "--until"}) {
         const std::size_t at = run.output.find(std::string("  ") + option + " ");
         ASSERT_NE(at, std::string::npos) << option;
         const std::string entry = run.output.substr(at, run.output.find("  --", at + 2) - at);
@@ -37,6 +37,8 @@ TEST_F(ToolOptions, BadCommandLinesAreRefusedByName) {
         {"verdanium-render --threads 18446744073709551616", "--threads"},
         {"verdanium-render --time nan", "\"nan\""},
         {"verdanium-render --output", "--output"},
+        {"verdanium-render --flight 8 --time 2 --until 2", "--until"},
+        {"verdanium-render --flight 8 --output flight.avi", "flight.avi"},
         {"verdanium-render --reference missing.exr", "missing.exr"},
         {"verdanium-render --convergence run.csv", "--reference"},
         {"verdanium-bench everything", "everything"},

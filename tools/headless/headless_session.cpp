@@ -9,10 +9,7 @@
 
 namespace verdanium {
 
-namespace {
-
-WindowSettings offscreenSettings(std::uint32_t width, std::uint32_t height) {
-    // The program's own window settings, at the asked size.
+WindowSettings headlessWindowSettings(std::uint32_t width, std::uint32_t height) {
     WindowSettings settings;
     settings.width = width;
     settings.height = height;
@@ -22,12 +19,10 @@ WindowSettings offscreenSettings(std::uint32_t width, std::uint32_t height) {
     return settings;
 }
 
-} // namespace
-
 HeadlessSession::HeadlessSession(std::uint32_t width, std::uint32_t height)
-    : context(width, height), renderer(offscreenSettings(width, height)) {}
+    : context(width, height), renderer(headlessWindowSettings(width, height)) {}
 
-void HeadlessSession::advanceFlightTo(double seconds) {
+void advanceFlightTo(Scene& scene, double seconds) {
     gPaused = false;
     while (!gPaused && scene.time < seconds) {
         scene.update(0.01);
@@ -35,9 +30,7 @@ void HeadlessSession::advanceFlightTo(double seconds) {
     gPaused = true;
 }
 
-std::vector<std::uint8_t> HeadlessSession::readPixels() const {
-    const std::uint32_t width = context.width();
-    const std::uint32_t height = context.height();
+std::vector<std::uint8_t> readRgbPixels(std::uint32_t width, std::uint32_t height) {
     const std::size_t rowBytes = static_cast<std::size_t>(width) * 3;
     std::vector<std::uint8_t> bottomUp(rowBytes * height);
     glFinish();

@@ -1,10 +1,16 @@
 // verdanium-render: the program's picture without a window. Builds the default scene in an off-screen GL
 // context, optionally flies it to a given time and pauses it, renders a number of frames with the given
 // settings and writes the last picture as a PNG file, and in linear light as OpenEXR if asked. Given a
-// reference picture, it measures the error of every frame against it.
+// reference picture, it measures the error of every frame against it. With --flight it renders the flight as
+// a video or as numbered files instead, spread over the ranks when started under mpirun.
 #include "command_line.h"
 #include "convergence_log.h"
 #include "exr_file.h"
+#include "flight_frames.h"
+#include "flight_ranks.h"
+#include "flight_run.h"
+#include "flight_session.h"
+#include "frame_output.h"
 #include "headless_session.h"
 #include "picture_error.h"
 #include "png_writer.h"
@@ -12,7 +18,6 @@
 #include "render_options.h"
 
 #include "foundation/resource_cache.h"
-#include "geometry/intersector_mode.h"
 
 #include <GL/glew.h>
 
@@ -39,12 +44,7 @@ double samplesPerPixel(const RecursivePathTracer& renderer) {
 
 int run(const RenderOptions& options, const std::optional<LinearPicture>& reference) {
     HeadlessSession session(options.width, options.height);
-    // The settings as the key commands would give them.
-    gIntersectorMode = options.intersector != 0 ? 1 : 0;
-    session.renderer.setRenderMode(options.mode);
-    session.renderer.setMaxDepth(options.depth);
-    session.renderer.setSecondaryBounceCount(options.bounces == 0 ? 1 : options.bounces);
-    session.renderer.setCpuThreads(options.threads);
+    applyRenderSettings(session.renderer, options);
     session.advanceFlightTo(options.time);
 
     std::optional<ConvergenceLog> log;
@@ -87,16 +87,48 @@ int run(const RenderOptions& options, const std::optional<LinearPicture>& refere
     return 0;
 }
 
+// A flight's own checks of the command line, before MPI starts and before any work: a span that holds no
+// frame, an output that is neither a video nor numbered files, or an option of single pictures is a usage
+// error. A flight without --output goes to flight.mp4.
+std::optional<int> checkFlightOptions(const CLI::App& app, RenderOptions& options) {
+    if (options.flight == 0) {
+        return std::nullopt;
+    }
+    if (app.count("--output") == 0) {
+        options.output = "flight.mp4";
+    }
+    try {
+        for (const char* single : {"--exr", "--reference", "--convergence", "--max-seconds"}) {
+            if (app.count(single) != 0) {
+                throw std::invalid_argument(std::string(single) +
+                                            " belongs to single pictures, not to --flight");
+            }
+        }
+        planFlightFrames(options.time, options.until, options.flight);
+        frameOutputKind(options.output);
+    } catch (const std::invalid_argument& error) {
+        std::cerr << app.get_name() << ": " << error.what() << "\nRun " << app.get_name()
+                  << " --help for the options.\n";
+        return kUsageErrorStatus;
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Renders the default scene without a window and writes the picture as a PNG file, and in "
-                 "linear light as OpenEXR if asked; measures it against a reference picture if given one.",
-                 "verdanium-render");
+    CLI::App app(
+        "Renders the default scene without a window and writes the picture as a PNG file, and in "
+        "linear light as OpenEXR if asked, measuring it against a reference picture if given one; or "
+        "renders the flight as a video or numbered files (--flight).",
+        "verdanium-render");
     prepareToolApp(app);
     RenderOptions options;
     addRenderOptions(app, options);
     if (const std::optional<int> status = parseCommandLine(app, argc, argv)) {
+        return *status;
+    }
+    if (const std::optional<int> status = checkFlightOptions(app, options)) {
         return *status;
     }
     // The reference is read and checked before any work, so that a wrong one costs no rendering.
@@ -117,7 +149,12 @@ int main(int argc, char** argv) {
     }
     int status = 1;
     try {
-        status = run(options, reference);
+        if (options.flight != 0) {
+            FlightRanks ranks(argc, argv);
+            status = renderFlight(options, ranks);
+        } else {
+            status = run(options, reference);
+        }
     } catch (const std::exception& error) {
         std::cerr << "exception: " << error.what() << std::endl;
     } catch (...) {

@@ -28,7 +28,11 @@ void addRenderOptions(CLI::App& app, RenderOptions& options) {
     const CLI::Validator fileName(
         [](const std::string& text) { return text.empty() ? std::string("a file name is needed") : ""; },
         "FILE");
-    app.add_option("--output", options.output, "where to write the picture as PNG")->check(fileName);
+    app.add_option(
+           "--output", options.output,
+           "where to write the picture as PNG; a --flight goes to a video (.mp4, .mkv; flight.mp4 when not "
+           "given) or to numbered files (frame%04d.png, frame%04d.exr)")
+        ->check(fileName);
     app.add_option("--exr", options.exr,
                    "also write the picture in linear light, 32-bit float RGB, as OpenEXR (none by default)")
         ->check(fileName);
@@ -44,6 +48,12 @@ void addRenderOptions(CLI::App& app, RenderOptions& options) {
     app.add_option(
            "--max-seconds", options.maxSeconds,
            "start no frame after this many seconds of rendering, 0 for no limit (--frames still counts)")
+        ->check(finiteNumber(0.0));
+    app.add_option("--flight", options.flight,
+                   "render the flight from --time to --until at this many frames per second, each frame "
+                   "converged over --frames; 0: one picture")
+        ->check(wholeNumber(0, 1000));
+    app.add_option("--until", options.until, "where a --flight ends, in seconds of flight")
         ->check(finiteNumber(0.0));
 }
 

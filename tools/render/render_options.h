@@ -26,6 +26,10 @@ struct RenderOptions {
     std::string convergence;
     // Seconds of rendering after which no new frame starts; 0 for no limit.
     double maxSeconds = 0.0;
+    // Frames per second of a flight video; 0 renders one picture instead.
+    std::uint32_t flight = 0;
+    // Where a flight video ends, in seconds of flight.
+    double until = 20.0;
 };
 
 // Adds the options that fill `options` to `app`, each with its range; `options` must outlive the parse.
