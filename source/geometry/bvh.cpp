@@ -51,7 +51,7 @@ bool MeshBvh::occluded(const Ray& ray) const {
     };
     const SlabRay slab = makeSlabRay(ray);
     if (wide.walksExactly(slab))
-        return wide.occluded(slab, ray, leaf);
+        return wide.occluded<false>(slab, ray, leaf);
     return binaryOccluded(nodes, slab, ray, leaf);
 }
 

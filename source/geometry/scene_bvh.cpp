@@ -63,7 +63,7 @@ bool SceneBvh::occluded(const Ray& ray) const {
     };
     const SlabRay slab = makeSlabRay(ray);
     if (wide_.walksExactly(slab))
-        return wide_.occluded(slab, ray, leaf);
+        return wide_.occluded<true>(slab, ray, leaf);
     return binaryOccluded(nodes, slab, ray, leaf);
 }
 

@@ -3,6 +3,12 @@
 #include "geometry/bounding_box.h"
 
 #include <cmath>
+#include <cstring>
+#include <limits>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace verdanium {
 
@@ -34,27 +40,76 @@ WideBvhNode emptyWideNode() {
     return wide;
 }
 
-bool finite(const Vec3& v) {
-    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
-}
-
-bool holds(const BvhNode& outer, const BvhNode& inner) {
-    return outer.lower.x <= inner.lower.x && outer.lower.y <= inner.lower.y &&
-           outer.lower.z <= inner.lower.z && outer.upper.x >= inner.upper.x &&
-           outer.upper.y >= inner.upper.y && outer.upper.z >= inner.upper.z;
-}
-
-// What the wide walk needs to skip the boxes of the levels it folds (see wide_bvh.h): every plane finite,
-// no box inside out, and each inner box holding both of its children's.
-bool foldableTree(std::span<const BvhNode> binary) {
-    for (std::size_t i = 0; i < binary.size(); ++i) {
-        const BvhNode& node = binary[i];
-        if (!finite(node.lower) || !finite(node.upper) || !holds(node, node))
-            return false;
-        if (node.count == 0 && !(holds(node, binary[i + 1]) && holds(node, binary[node.index])))
-            return false;
+// Whether the occupied lanes of a wide node hold finite planes with no axis inside out (a NaN fails too).
+bool finiteLanes(const WideBvhNode& wide) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+#if defined(__SSE2__)
+    __m128 good = _mm_castsi128_ps(_mm_set1_epi32(-1));
+    for (int axis = 0; axis < 3; ++axis) {
+        const __m128 lower = _mm_load_ps(wide.planes[axis]);
+        const __m128 upper = _mm_load_ps(wide.planes[axis + 3]);
+        good = _mm_and_ps(good, _mm_cmple_ps(lower, upper));
+        good = _mm_and_ps(good, _mm_cmpgt_ps(lower, _mm_set1_ps(-kInfinity)));
+        good = _mm_and_ps(good, _mm_cmplt_ps(upper, _mm_set1_ps(kInfinity)));
     }
-    return true;
+    const unsigned lanes = static_cast<unsigned>(_mm_movemask_ps(good));
+#else
+    unsigned lanes = 0;
+    for (int lane = 0; lane < 4; ++lane) {
+        bool good = true;
+        for (int axis = 0; axis < 3; ++axis) {
+            const float lower = wide.planes[axis][lane], upper = wide.planes[axis + 3][lane];
+            good = good && -kInfinity < lower && lower <= upper && upper < kInfinity;
+        }
+        lanes |= (good ? 1u : 0u) << lane;
+    }
+#endif
+    return (lanes & wide.occupied) == wide.occupied;
+}
+
+// The lane order of a wide node for each of the eight sign octants, packed one byte per octant, for a node
+// split on `axis` whose left and right children are inner (split on leftAxis, rightAxis) or leaves: the
+// child on the near side of the node's axis first, and within an inner child its near grandchild first.
+// Lanes stand left grandchildren first (a leaf child takes one lane); positions past them name the unused
+// lanes.
+std::uint64_t laneOrders(int axis, int leftAxis, int rightAxis, bool leftInner, bool rightInner) {
+    const int laneCounts[2] = {leftInner ? 2 : 1, rightInner ? 2 : 1};
+    const int firstLanes[2] = {0, laneCounts[0]};
+    const int childAxes[2] = {leftAxis, rightAxis};
+    std::uint64_t orders = 0;
+    for (unsigned octant = 0; octant < 8; ++octant) {
+        const auto sign = [octant](int of) { return static_cast<int>((octant >> of) & 1u); };
+        const int first = sign(axis);
+        unsigned order = 0;
+        int position = 0;
+        for (const int side : {first, 1 - first}) {
+            const int near = laneCounts[side] == 2 ? sign(childAxes[side]) : 0;
+            for (int k = 0; k < laneCounts[side]; ++k)
+                order |= static_cast<unsigned>(firstLanes[side] + (k ^ near)) << (2 * position++);
+        }
+        for (int lane = laneCounts[0] + laneCounts[1]; lane < 4; ++lane)
+            order |= static_cast<unsigned>(lane) << (2 * position++);
+        orders |= std::uint64_t(order) << (8 * octant);
+    }
+    return orders;
+}
+
+// laneOrders for every shape of node, made once: a table, because the scene's tree is copied at every step.
+struct LaneOrderTable {
+    std::uint64_t orders[3][3][3][2][2];
+    LaneOrderTable() {
+        for (int axis = 0; axis < 3; ++axis)
+            for (int left = 0; left < 3; ++left)
+                for (int right = 0; right < 3; ++right)
+                    for (int leftInner = 0; leftInner < 2; ++leftInner)
+                        for (int rightInner = 0; rightInner < 2; ++rightInner)
+                            orders[axis][left][right][leftInner][rightInner] =
+                                laneOrders(axis, left, right, leftInner, rightInner);
+    }
+};
+const LaneOrderTable& laneOrderTable() {
+    static const LaneOrderTable table;
+    return table;
 }
 
 } // namespace
@@ -84,7 +139,6 @@ void WideBvh::build(std::span<const BvhNode> binary) {
     foldable = false;
     if (binary.empty())
         return;
-    foldable = foldableTree(binary);
     const BvhNode& root = binary[0];
     if (root.count != 0 || binary.size() == 1) {
         // A tree of one leaf, or the empty tree's lone root (no items, the empty box): one wide node
@@ -94,11 +148,14 @@ void WideBvh::build(std::span<const BvhNode> binary) {
             setLane(nodes[0], 0, root);
             nodes[0].child[0] = root.index;
             nodes[0].count[0] = root.count;
+            foldable = finiteLanes(nodes[0]);
         }
         return;
     }
     // Each wide node stands for at least one binary inner node and at most two levels of them.
     nodes.reserve(binary.size() / 2 + 1);
+    // Every box of the tree is a lane somewhere or the union of lanes, so checking the lanes checks all.
+    foldable = true;
     emit(binary, 0);
 }
 
@@ -107,41 +164,23 @@ std::uint32_t WideBvh::emit(std::span<const BvhNode> binary, std::uint32_t node)
     nodes.push_back(emptyWideNode());
 
     // The grandchildren through each inner child, left before right; a leaf child takes a lane of its own.
-    struct Group {
-        int firstLane;
-        int laneCount;
-        std::uint8_t axis;
-    } groups[2];
+    const BvhNode& split = binary[node];
+    const BvhNode& left = binary[node + 1];
+    const BvhNode& right = binary[split.index];
+    const bool leftInner = left.count == 0, rightInner = right.count == 0;
+    // A leaf's axis is not set: it takes no part.
+    const std::uint64_t orders = laneOrderTable().orders[split.axis][leftInner ? left.axis : 0]
+                                                        [rightInner ? right.axis : 0][leftInner][rightInner];
+    std::memcpy(nodes[self].order, &orders, sizeof orders);
     std::uint32_t lanes[4];
     int laneCount = 0;
-    const std::uint32_t children[2] = {node + 1, binary[node].index};
-    for (int side = 0; side < 2; ++side) {
-        const BvhNode& child = binary[children[side]];
-        groups[side] = Group{laneCount, child.count == 0 ? 2 : 1, child.axis};
-        if (child.count == 0) {
-            lanes[laneCount++] = children[side] + 1;
-            lanes[laneCount++] = child.index;
+    for (const std::uint32_t child : {node + 1, split.index}) {
+        if (binary[child].count == 0) {
+            lanes[laneCount++] = child + 1;
+            lanes[laneCount++] = binary[child].index;
         } else {
-            lanes[laneCount++] = children[side];
+            lanes[laneCount++] = child;
         }
-    }
-
-    // The binary walk's order for each octant: the child on the near side of the node's axis first, and
-    // within an inner child its near grandchild first.
-    for (std::uint32_t octant = 0; octant < 8; ++octant) {
-        const auto sign = [octant](std::uint8_t axis) { return static_cast<int>((octant >> axis) & 1u); };
-        const int first = sign(binary[node].axis);
-        unsigned order = 0;
-        int position = 0;
-        for (const int side : {first, 1 - first}) {
-            const Group& group = groups[side];
-            const int near = group.laneCount == 2 ? sign(group.axis) : 0;
-            for (int k = 0; k < group.laneCount; ++k)
-                order |= static_cast<unsigned>(group.firstLane + (k ^ near)) << (2 * position++);
-        }
-        for (int lane = laneCount; lane < 4; ++lane)
-            order |= static_cast<unsigned>(lane) << (2 * position++);
-        nodes[self].order[octant] = static_cast<std::uint8_t>(order);
     }
 
     for (int lane = 0; lane < laneCount; ++lane) {
@@ -155,6 +194,7 @@ std::uint32_t WideBvh::emit(std::span<const BvhNode> binary, std::uint32_t node)
         wide.child[lane] = child;
         wide.count[lane] = source.count;
     }
+    foldable = foldable && finiteLanes(nodes[self]);
     return self;
 }
 

@@ -5,6 +5,7 @@
 #include "geometry/hit.h"
 #include "geometry/ray.h"
 
+#include <bit>
 #include <cstdint>
 #include <limits>
 #include <span>
@@ -82,9 +83,11 @@ public:
     template <typename Leaf>
     bool intersect(const SlabRay& slab, const Ray& ray, Hit& hit, Leaf&& leaf) const;
 
-    // Any-hit walk in the same order: ends at the first leaf that returns true. The boxes are limited by
-    // ray.tMax. Only for rays on which walksExactly holds.
-    template <typename Leaf>
+    // Any-hit walk: ends at the first leaf that returns true. The boxes are limited by ray.tMax, so the
+    // answer is the same in any order; kInOrder keeps the binary walk's order all the same, for leaves
+    // whose test can throw (an entity's transform), where the order decides which leaf is reached first.
+    // Only for rays on which walksExactly holds.
+    template <bool kInOrder, typename Leaf>
     bool occluded(const SlabRay& slab, const Ray& ray, Leaf&& leaf) const;
 
     std::vector<WideBvhNode> nodes;
@@ -166,6 +169,17 @@ bool WideBvh::intersect(const SlabRay& slab, const Ray& ray, Hit& hit, Leaf&& le
         const WideBvhNode& node = nodes[children[size]];
         float entry[4];
         const unsigned mask = wideSlabHits(node, slab, ray.tMin, limit, entry);
+        // Most nodes pass no lane or one, which need no order.
+        if (mask == 0)
+            continue;
+        if ((mask & (mask - 1)) == 0) {
+            const int lane = std::countr_zero(mask);
+            entries[size] = entry[lane];
+            children[size] = node.child[lane];
+            counts[size] = node.count[lane];
+            ++size;
+            continue;
+        }
         // Pushed last visited first; every lane is written and only those that passed are kept, which
         // costs less than a branch per lane that the ray decides at random.
         const unsigned order = node.order[slab.octant];
@@ -180,11 +194,11 @@ bool WideBvh::intersect(const SlabRay& slab, const Ray& ray, Hit& hit, Leaf&& le
     return found;
 }
 
-template <typename Leaf>
+template <bool kInOrder, typename Leaf>
 bool WideBvh::occluded(const SlabRay& slab, const Ray& ray, Leaf&& leaf) const {
     if (nodes.empty())
         return false;
-    // The limit never changes, so a lane that passed stays passed: the stack holds children only.
+    // The limit never changes, so a lane that passed stays passed: no entry distances on the stack.
     std::uint32_t children[kWalkStackSize + 4];
     std::uint8_t counts[kWalkStackSize + 4];
     int size = 1;
@@ -199,13 +213,35 @@ bool WideBvh::occluded(const SlabRay& slab, const Ray& ray, Leaf&& leaf) const {
         }
         const WideBvhNode& node = nodes[children[size]];
         float entry[4];
-        const unsigned mask = wideSlabHits(node, slab, ray.tMin, ray.tMax, entry);
-        const unsigned order = node.order[slab.octant];
-        for (int position = 3; position >= 0; --position) {
-            const unsigned lane = (order >> (2 * position)) & 3u;
-            children[size] = node.child[lane];
-            counts[size] = node.count[lane];
-            size += static_cast<int>((mask >> lane) & 1u);
+        unsigned mask = wideSlabHits(node, slab, ray.tMin, ray.tMax, entry);
+        if constexpr (kInOrder) {
+            if (mask == 0)
+                continue;
+            if ((mask & (mask - 1)) == 0) {
+                const int lane = std::countr_zero(mask);
+                children[size] = node.child[lane];
+                counts[size++] = node.count[lane];
+                continue;
+            }
+            const unsigned order = node.order[slab.octant];
+            for (int position = 3; position >= 0; --position) {
+                const unsigned lane = (order >> (2 * position)) & 3u;
+                children[size] = node.child[lane];
+                counts[size] = node.count[lane];
+                size += static_cast<int>((mask >> lane) & 1u);
+            }
+        } else {
+            // Leaves at once, in lane order.
+            while (mask != 0) {
+                const int lane = std::countr_zero(mask);
+                mask &= mask - 1;
+                if (node.count[lane] == 0) {
+                    children[size] = node.child[lane];
+                    counts[size++] = 0;
+                } else if (leaf(node.child[lane], node.count[lane])) {
+                    return true;
+                }
+            }
         }
     }
     return false;
