@@ -32,7 +32,7 @@ bool MeshBvh::intersect(const Ray& ray, Hit& hit) const {
     };
     const SlabRay slab = makeSlabRay(ray);
     if (wide.walksExactly(slab))
-        return wide.intersect(slab, ray, hit, leaf);
+        return wide.intersect<false>(slab, ray, hit, leaf);
     return binaryIntersect(nodes, slab, ray, hit, leaf);
 }
 

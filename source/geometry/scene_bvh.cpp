@@ -50,7 +50,7 @@ bool SceneBvh::intersect(const Ray& ray, Hit& hit) const {
     };
     const SlabRay slab = makeSlabRay(ray);
     if (wide_.walksExactly(slab))
-        return wide_.intersect(slab, ray, hit, leaf);
+        return wide_.intersect<true>(slab, ray, hit, leaf);
     return binaryIntersect(nodes, slab, ray, hit, leaf);
 }
 

@@ -79,8 +79,10 @@ public:
     // the last tested of equal ones. That is the item the binary walk names; it is not always the one a
     // search of every leaf would find: a leaf whose box entry rounds to the t of the hit found meanwhile is
     // skipped, even where its item lies an ulp nearer, and among items at the same t the order decides.
-    // Only for rays on which walksExactly holds.
-    template <typename Leaf>
+    // Only for rays on which walksExactly holds. kSparse: most nodes are expected to pass no lane or one
+    // (the scene's loose boxes), which then skip the ordered push at the cost of two branches; where lanes
+    // pass often (a mesh's tight boxes) those branches would be mispredicted.
+    template <bool kSparse, typename Leaf>
     bool intersect(const SlabRay& slab, const Ray& ray, Hit& hit, Leaf&& leaf) const;
 
     // Any-hit walk: ends at the first leaf that returns true. The boxes are limited by ray.tMax, so the
@@ -98,22 +100,25 @@ private:
     bool foldable = false;
 };
 
-// Tests the four boxes of `node` against the range (ray.tMin, limit): a lane passes if its entry t0 is
-// short of the limit, its exit beyond tMin and no entry beyond an exit. Writes each lane's t0 and returns
+// Tests the four boxes of `node` against the range from tMin to limit: a lane passes if its entry t0 is short
+// of the limit, its exit t1 beyond tMin and its entry not beyond its exit. Writes each lane's t0 and returns
 // the bits of the lanes passed (occupied lanes only). For a ray on which walksExactly holds, where no
-// distance is NaN: then this is the binary slab test, whose entry and exit come to the largest entry and
-// the smallest exit.
+// distance is NaN: then this is the binary slab test, whose entry and exit come to the largest entry and the
+// smallest exit.
 inline unsigned wideSlabHits(const WideBvhNode& node, const SlabRay& ray, float tMin, float limit,
                              float entry[4]) {
 #if defined(__SSE2__)
-    __m128 t0 = _mm_set1_ps(-std::numeric_limits<float>::infinity());
-    __m128 t1 = _mm_set1_ps(std::numeric_limits<float>::infinity());
-    for (int axis = 0; axis < 3; ++axis) {
+    const auto distances = [&](int axis, __m128& near, __m128& far) {
         const __m128 origin = _mm_set1_ps(ray.origin[axis]);
         const __m128 inverse = _mm_set1_ps(ray.inverse[axis]);
-        const __m128 near =
-            _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.planes[ray.entry[axis]]), origin), inverse);
-        const __m128 far = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.planes[ray.exit[axis]]), origin), inverse);
+        near = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.planes[ray.entry[axis]]), origin), inverse);
+        far = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.planes[ray.exit[axis]]), origin), inverse);
+    };
+    __m128 t0, t1;
+    distances(0, t0, t1);
+    for (int axis = 1; axis < 3; ++axis) {
+        __m128 near, far;
+        distances(axis, near, far);
         t0 = _mm_max_ps(near, t0);
         t1 = _mm_min_ps(far, t1);
     }
@@ -140,7 +145,7 @@ inline unsigned wideSlabHits(const WideBvhNode& node, const SlabRay& ray, float 
 #endif
 }
 
-template <typename Leaf>
+template <bool kSparse, typename Leaf>
 bool WideBvh::intersect(const SlabRay& slab, const Ray& ray, Hit& hit, Leaf&& leaf) const {
     if (nodes.empty())
         return false;
@@ -169,16 +174,16 @@ bool WideBvh::intersect(const SlabRay& slab, const Ray& ray, Hit& hit, Leaf&& le
         const WideBvhNode& node = nodes[children[size]];
         float entry[4];
         const unsigned mask = wideSlabHits(node, slab, ray.tMin, limit, entry);
-        // Most nodes pass no lane or one, which need no order.
-        if (mask == 0)
-            continue;
-        if ((mask & (mask - 1)) == 0) {
-            const int lane = std::countr_zero(mask);
-            entries[size] = entry[lane];
-            children[size] = node.child[lane];
-            counts[size] = node.count[lane];
-            ++size;
-            continue;
+        if constexpr (kSparse) {
+            if (mask == 0)
+                continue;
+            if ((mask & (mask - 1)) == 0) {
+                const int lane = std::countr_zero(mask);
+                entries[size] = entry[lane];
+                children[size] = node.child[lane];
+                counts[size++] = node.count[lane];
+                continue;
+            }
         }
         // Pushed last visited first; every lane is written and only those that passed are kept, which
         // costs less than a branch per lane that the ray decides at random.
@@ -206,10 +211,12 @@ bool WideBvh::occluded(const SlabRay& slab, const Ray& ray, Leaf&& leaf) const {
     counts[0] = 0;
     while (size > 0) {
         --size;
-        if (counts[size] != 0) {
-            if (leaf(children[size], counts[size]))
-                return true;
-            continue;
+        if constexpr (kInOrder) {
+            if (counts[size] != 0) {
+                if (leaf(children[size], counts[size]))
+                    return true;
+                continue;
+            }
         }
         const WideBvhNode& node = nodes[children[size]];
         float entry[4];
@@ -231,16 +238,14 @@ bool WideBvh::occluded(const SlabRay& slab, const Ray& ray, Leaf&& leaf) const {
                 size += static_cast<int>((mask >> lane) & 1u);
             }
         } else {
-            // Leaves at once, in lane order.
+            // Leaves at once, in lane order; only inner children go on the stack.
             while (mask != 0) {
                 const int lane = std::countr_zero(mask);
                 mask &= mask - 1;
-                if (node.count[lane] == 0) {
-                    children[size] = node.child[lane];
-                    counts[size++] = 0;
-                } else if (leaf(node.child[lane], node.count[lane])) {
+                if (node.count[lane] == 0)
+                    children[size++] = node.child[lane];
+                else if (leaf(node.child[lane], node.count[lane]))
                     return true;
-                }
             }
         }
     }

@@ -214,6 +214,10 @@ TEST(BvhQuery, AnswersAsTheBinaryWalkToTheBitOnEveryRayFamily) {
     compareEveryFamily("fan quad", fan, 1.5f, 300);
     compareEveryFamily("lattice", bvh_test::makeLattice(4), 4.0f, 300);
     compareEveryFamily("lumpy ball", bvh_test::makeLumpyBall(6), 1.2f, 300);
+    // A corner at infinity gives boxes with infinite planes, which every ray walks in the binary order.
+    std::vector<Vec3> unbounded = bvh_test::makeLumpyBall(3);
+    unbounded.insert(unbounded.end(), {{0, 0, 0}, {INFINITY, 0, 0}, {0, 0.5f, 0}});
+    compareEveryFamily("ball with an infinite corner", unbounded, 1.2f, 100);
     for (const char* model :
          {"asteroid/random/asteroid1", "asteroid/random/asteroid5", "ship/serenity/Hull"}) {
         float radius = 0.0f;
