@@ -11,6 +11,7 @@
 #include "world/scene.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -182,6 +183,15 @@ inline std::string difference(bool foundA, const Hit& a, bool foundB, const Hit&
         return "hit at t " + std::to_string(a.t) + " triangle " + std::to_string(a.firstIndex) + " vs t " +
                std::to_string(b.t) + " triangle " + std::to_string(b.firstIndex);
     return {};
+}
+
+// The ray in full precision, for a failure message.
+inline std::string describe(const Ray& ray) {
+    char text[256];
+    std::snprintf(text, sizeof text, " (origin %.9g %.9g %.9g, direction %.9g %.9g %.9g, range %.9g %.9g)",
+                  ray.origin.x, ray.origin.y, ray.origin.z, ray.direction.x, ray.direction.y, ray.direction.z,
+                  ray.tMin, ray.tMax);
+    return text;
 }
 
 } // namespace verdanium::bvh_oracle

@@ -33,9 +33,7 @@ struct ComparingWorld {
     void record(const std::string& difference, const Ray& ray) const {
         ++queries;
         if (!difference.empty() && ++failures <= 5)
-            ADD_FAILURE() << difference << " (origin " << ray.origin.x << " " << ray.origin.y << " "
-                          << ray.origin.z << ", direction " << ray.direction.x << " " << ray.direction.y
-                          << " " << ray.direction.z << ", range " << ray.tMin << " " << ray.tMax << ")";
+            ADD_FAILURE() << difference << bvh_oracle::describe(ray);
     }
     bool intersect(const Ray& ray, Hit& hit) const {
         Hit expected = hit;
