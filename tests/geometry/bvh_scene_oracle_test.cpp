@@ -6,6 +6,8 @@
 
 #include "app/program_flags.h"
 #include "foundation/math/mat4.h"
+#include "foundation/math/transform.h"
+#include "geometry/geometry.h"
 #include "platform/window.h"
 #include "support/gl_test_context.h"
 #include "tracer/path_trace_frame.h"
@@ -18,6 +20,7 @@
 #include <unistd.h>
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -140,6 +143,28 @@ TEST_F(SceneQueryOracle, EveryQueryOfPathTracedFramesAnswersAsTheReferenceWalk) 
             EXPECT_EQ(world.failures, 0) << "time " << time << " mode " << mode << ": of " << world.queries;
         }
     }
+}
+
+// A shadow ray walks the entities in the binary order too, and the order decides whether a singular transform
+// is reached before an entity that blocks the ray: two cubes on the z axis, the farther one singular. The
+// root splits on z, so a ray along +z reaches the blocking cube first and stops there; along -z it reaches
+// the singular one first.
+TEST(SceneQueryOrder, AShadowRayReachesEntitiesInTheBinaryOrder) {
+    VERDANIUM_REQUIRE_GL();
+    Scene scene{kEmptyScene};
+    for (const float z : {10.0f, 20.0f}) {
+        auto cube = std::make_shared<Entity>(scene.nextEntityKey, makeCube(2.0f));
+        cube->transform =
+            z == 10.0f ? makeTranslation({0, 0, z}) : Transform(makeTranslation({0, 0, z}).forward);
+        scene.entities[scene.nextEntityKey++] = cube;
+    }
+    scene.hierarchy.build(scene.entities.cbegin(), scene.entities.cend());
+    Ray ray;
+    ray.direction = {0.001f, 0.002f, 1}; // no zero component: the four-wide walk answers
+    EXPECT_TRUE(scene.occluded(ray));
+    ray.origin = {0, 0, 30};
+    ray.direction.z = -1;
+    EXPECT_THROW(scene.occluded(ray), std::domain_error);
 }
 
 } // namespace
