@@ -11,7 +11,7 @@ namespace verdanium {
 bool MeshBvh::intersect(const Ray& ray, Hit& hit) const {
     const LeafTriangle* triangles = leafTriangles.data();
     const Geometry* mesh = owner;
-    return wide.intersect(ray, hit, [&](std::uint32_t index, std::uint32_t count) {
+    const auto leaf = [&](std::uint32_t index, std::uint32_t count) {
         bool found = false;
         for (std::uint32_t item = index; item < index + count; ++item) {
             const LeafTriangle& triangle = triangles[item];
@@ -29,12 +29,16 @@ bool MeshBvh::intersect(const Ray& ray, Hit& hit) const {
             found = true;
         }
         return found;
-    });
+    };
+    const SlabRay slab = makeSlabRay(ray);
+    if (wide.walksExactly(slab))
+        return wide.intersect<false>(slab, ray, hit, leaf);
+    return binaryIntersect(nodes, slab, ray, hit, leaf);
 }
 
 bool MeshBvh::occluded(const Ray& ray) const {
     const LeafTriangle* triangles = leafTriangles.data();
-    return wide.occluded(ray, [&](std::uint32_t index, std::uint32_t count) {
+    const auto leaf = [&](std::uint32_t index, std::uint32_t count) {
         for (std::uint32_t item = index; item < index + count; ++item) {
             const LeafTriangle& triangle = triangles[item];
             float u, v, t;
@@ -44,7 +48,11 @@ bool MeshBvh::occluded(const Ray& ray) const {
                 return true;
         }
         return false;
-    });
+    };
+    const SlabRay slab = makeSlabRay(ray);
+    if (wide.walksExactly(slab))
+        return wide.occluded<false>(slab, ray, leaf);
+    return binaryOccluded(nodes, slab, ray, leaf);
 }
 
 } // namespace verdanium

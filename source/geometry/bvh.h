@@ -162,10 +162,13 @@ public:
     // Builds over all complete triangles of the given corner positions (three per triangle).
     void build(std::span<const Vec3> positions);
 
-    // Nearest hit: true if a triangle at t within [ray.tMin, ray.tMax] and not beyond hit.t was struck; the
-    // hit then names the last such triangle tested at the smallest t. Returns false at once with no nodes.
+    // Nearest hit: true if a triangle at t within [ray.tMin, ray.tMax] and not beyond hit.t was struck in a
+    // leaf the walk reaches; the hit then names the last such triangle tested at the smallest t, in the
+    // binary walk's order (binary_bvh_walk.h), which the four-wide walk keeps. Returns false at once with no
+    // nodes.
     bool intersect(const Ray& ray, Hit& hit) const;
-    // Any hit within [ray.tMin, ray.tMax].
+    // Any hit within [ray.tMin, ray.tMax] in a leaf the walk reaches; true exactly when intersect from a hit
+    // at +infinity is.
     bool occluded(const Ray& ray) const;
 
 private:

@@ -42,21 +42,29 @@ bool entityOccludes(const Entity& entity, const Ray& worldRay) {
 }
 
 bool SceneBvh::intersect(const Ray& ray, Hit& hit) const {
-    return wide_.intersect(ray, hit, [&](std::uint32_t index, std::uint8_t count) {
+    const auto leaf = [&](std::uint32_t index, std::uint8_t count) {
         bool found = false;
         for (std::uint32_t i = index; i < index + count; ++i)
             found |= intersectEntity(*leafItems[i], ray, hit);
         return found;
-    });
+    };
+    const SlabRay slab = makeSlabRay(ray);
+    if (wide_.walksExactly(slab))
+        return wide_.intersect<true>(slab, ray, hit, leaf);
+    return binaryIntersect(nodes, slab, ray, hit, leaf);
 }
 
 bool SceneBvh::occluded(const Ray& ray) const {
-    return wide_.occluded(ray, [&](std::uint32_t index, std::uint8_t count) {
+    const auto leaf = [&](std::uint32_t index, std::uint8_t count) {
         for (std::uint32_t i = index; i < index + count; ++i)
             if (entityOccludes(*leafItems[i], ray))
                 return true;
         return false;
-    });
+    };
+    const SlabRay slab = makeSlabRay(ray);
+    if (wide_.walksExactly(slab))
+        return wide_.occluded<true>(slab, ray, leaf);
+    return binaryOccluded(nodes, slab, ray, leaf);
 }
 
 } // namespace verdanium

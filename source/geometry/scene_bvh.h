@@ -72,11 +72,14 @@ public:
 
     // Nearest hit over the tree; each entity reached is tested in its object
     // space. The walk runs over a four-wide copy of the tree, made by every
-    // build, and finds the nearest hit of a full search. Returns false at once
-    // when the tree has never been built.
+    // build, and answers as the binary walk does (binary_bvh_walk.h): the same
+    // entities tested in the same order under the same limits. Returns false
+    // at once when the tree has never been built.
     bool intersect(const Ray& ray, Hit& hit) const;
-    // Any hit. The ray's range limits only the entity boxes: inside an entity
-    // the object-space ray runs from 0 to infinity.
+    // Any hit, the entities tested in the binary walk's order (which decides
+    // which singular transform is reached first). The ray's range limits only
+    // the entity boxes: inside an entity the object-space ray runs from 0 to
+    // infinity.
     bool occluded(const Ray& ray) const;
 
 private:

@@ -2,6 +2,14 @@
 
 #include "geometry/bounding_box.h"
 
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace verdanium {
 
 namespace {
@@ -21,34 +29,114 @@ void setLane(WideBvhNode& wide, int lane, const BvhNode& box) {
 }
 
 // A node with no lane occupied; the empty box in every lane as well, so that stray lanes read as misses.
+// Its order lists the lanes as they stand.
 WideBvhNode emptyWideNode() {
     WideBvhNode wide{};
     const BoundingBox empty;
     for (int lane = 0; lane < 4; ++lane)
         writeBox(wide, lane, empty.lower, empty.upper);
+    for (std::uint8_t& order : wide.order)
+        order = 0b11100100;
     return wide;
+}
+
+// Whether the occupied lanes of a wide node hold finite planes with no axis inside out (a NaN fails too).
+bool finiteLanes(const WideBvhNode& wide) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+#if defined(__SSE2__)
+    __m128 good = _mm_castsi128_ps(_mm_set1_epi32(-1));
+    for (int axis = 0; axis < 3; ++axis) {
+        const __m128 lower = _mm_load_ps(wide.planes[axis]);
+        const __m128 upper = _mm_load_ps(wide.planes[axis + 3]);
+        good = _mm_and_ps(good, _mm_cmple_ps(lower, upper));
+        good = _mm_and_ps(good, _mm_cmpgt_ps(lower, _mm_set1_ps(-kInfinity)));
+        good = _mm_and_ps(good, _mm_cmplt_ps(upper, _mm_set1_ps(kInfinity)));
+    }
+    const unsigned lanes = static_cast<unsigned>(_mm_movemask_ps(good));
+#else
+    unsigned lanes = 0;
+    for (int lane = 0; lane < 4; ++lane) {
+        bool good = true;
+        for (int axis = 0; axis < 3; ++axis) {
+            const float lower = wide.planes[axis][lane], upper = wide.planes[axis + 3][lane];
+            good = good && -kInfinity < lower && lower <= upper && upper < kInfinity;
+        }
+        lanes |= (good ? 1u : 0u) << lane;
+    }
+#endif
+    return (lanes & wide.occupied) == wide.occupied;
+}
+
+// The lane order of a wide node for each of the eight sign octants, packed one byte per octant, for a node
+// split on `axis` whose left and right children are inner (split on leftAxis, rightAxis) or leaves: the
+// child on the near side of the node's axis first, and within an inner child its near grandchild first.
+// Lanes stand left grandchildren first (a leaf child takes one lane); positions past them name the unused
+// lanes.
+std::uint64_t laneOrders(int axis, int leftAxis, int rightAxis, bool leftInner, bool rightInner) {
+    const int laneCounts[2] = {leftInner ? 2 : 1, rightInner ? 2 : 1};
+    const int firstLanes[2] = {0, laneCounts[0]};
+    const int childAxes[2] = {leftAxis, rightAxis};
+    std::uint64_t orders = 0;
+    for (unsigned octant = 0; octant < 8; ++octant) {
+        const auto sign = [octant](int of) { return static_cast<int>((octant >> of) & 1u); };
+        const int first = sign(axis);
+        unsigned order = 0;
+        int position = 0;
+        for (const int side : {first, 1 - first}) {
+            const int near = laneCounts[side] == 2 ? sign(childAxes[side]) : 0;
+            for (int k = 0; k < laneCounts[side]; ++k)
+                order |= static_cast<unsigned>(firstLanes[side] + (k ^ near)) << (2 * position++);
+        }
+        for (int lane = laneCounts[0] + laneCounts[1]; lane < 4; ++lane)
+            order |= static_cast<unsigned>(lane) << (2 * position++);
+        orders |= std::uint64_t(order) << (8 * octant);
+    }
+    return orders;
+}
+
+// laneOrders for every shape of node, made once: a table, because the scene's tree is copied at every step.
+struct LaneOrderTable {
+    std::uint64_t orders[3][3][3][2][2];
+    LaneOrderTable() {
+        for (int axis = 0; axis < 3; ++axis)
+            for (int left = 0; left < 3; ++left)
+                for (int right = 0; right < 3; ++right)
+                    for (int leftInner = 0; leftInner < 2; ++leftInner)
+                        for (int rightInner = 0; rightInner < 2; ++rightInner)
+                            orders[axis][left][right][leftInner][rightInner] =
+                                laneOrders(axis, left, right, leftInner, rightInner);
+    }
+};
+const LaneOrderTable& laneOrderTable() {
+    static const LaneOrderTable table;
+    return table;
 }
 
 } // namespace
 
-WideRay makeWideRay(const Ray& ray) {
-    WideRay wide;
+SlabRay makeSlabRay(const Ray& ray) {
+    SlabRay slab;
     const float origin[3] = {ray.origin.x, ray.origin.y, ray.origin.z};
     const float direction[3] = {ray.direction.x, ray.direction.y, ray.direction.z};
+    slab.octant = 0;
+    slab.finite = true;
     for (int axis = 0; axis < 3; ++axis) {
-        wide.origin[axis] = origin[axis];
-        // A true division, so that a zero component gives an infinity of its sign.
-        wide.inverse[axis] = 1.0f / direction[axis];
-        const std::uint32_t sign = wide.inverse[axis] >= 0.0f ? 0u : 1u;
-        wide.entry[axis] = static_cast<std::uint32_t>(axis) + 3 * sign;
-        wide.exit[axis] = static_cast<std::uint32_t>(axis) + 3 * (1 - sign);
+        slab.origin[axis] = origin[axis];
+        slab.inverse[axis] = 1.0f / direction[axis];
+        // 0 if the inverse is >= 0, else 1; a NaN counts as 1.
+        const std::uint32_t sign = slab.inverse[axis] >= 0.0f ? 0u : 1u;
+        slab.entry[axis] = static_cast<std::uint32_t>(axis) + 3 * sign;
+        slab.exit[axis] = static_cast<std::uint32_t>(axis) + 3 * (1 - sign);
+        slab.octant |= sign << axis;
+        slab.finite = slab.finite && std::isfinite(origin[axis]) && std::isfinite(slab.inverse[axis]) &&
+                      slab.inverse[axis] != 0.0f;
     }
-    wide.tMin = ray.tMin;
-    return wide;
+    return slab;
 }
 
 void WideBvh::build(std::span<const BvhNode> binary) {
     nodes.clear();
+    foldable = false;
     if (binary.empty())
         return;
     const BvhNode& root = binary[0];
@@ -60,11 +148,14 @@ void WideBvh::build(std::span<const BvhNode> binary) {
             setLane(nodes[0], 0, root);
             nodes[0].child[0] = root.index;
             nodes[0].count[0] = root.count;
+            foldable = finiteLanes(nodes[0]);
         }
         return;
     }
     // Each wide node stands for at least one binary inner node and at most two levels of them.
     nodes.reserve(binary.size() / 2 + 1);
+    // Every box of the tree is a lane somewhere or the union of lanes, so checking the lanes checks all.
+    foldable = true;
     emit(binary, 0);
 }
 
@@ -72,10 +163,18 @@ std::uint32_t WideBvh::emit(std::span<const BvhNode> binary, std::uint32_t node)
     const std::uint32_t self = static_cast<std::uint32_t>(nodes.size());
     nodes.push_back(emptyWideNode());
 
-    // The grandchildren through each inner child; a leaf child takes a lane of its own.
+    // The grandchildren through each inner child, left before right; a leaf child takes a lane of its own.
+    const BvhNode& split = binary[node];
+    const BvhNode& left = binary[node + 1];
+    const BvhNode& right = binary[split.index];
+    const bool leftInner = left.count == 0, rightInner = right.count == 0;
+    // A leaf's axis is not set: it takes no part.
+    const std::uint64_t orders = laneOrderTable().orders[split.axis][leftInner ? left.axis : 0]
+                                                        [rightInner ? right.axis : 0][leftInner][rightInner];
+    std::memcpy(nodes[self].order, &orders, sizeof orders);
     std::uint32_t lanes[4];
     int laneCount = 0;
-    for (const std::uint32_t child : {node + 1, binary[node].index}) {
+    for (const std::uint32_t child : {node + 1, split.index}) {
         if (binary[child].count == 0) {
             lanes[laneCount++] = child + 1;
             lanes[laneCount++] = binary[child].index;
@@ -95,6 +194,7 @@ std::uint32_t WideBvh::emit(std::span<const BvhNode> binary, std::uint32_t node)
         wide.child[lane] = child;
         wide.count[lane] = source.count;
     }
+    foldable = foldable && finiteLanes(nodes[self]);
     return self;
 }
 

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "geometry/binary_bvh_walk.h"
 #include "geometry/bvh_node.h"
 #include "geometry/hit.h"
 #include "geometry/ray.h"
 
 #include <bit>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -24,12 +26,24 @@ namespace verdanium {
 // the previous node, and whether a box is entered is close to a coin toss, so about every other node costs
 // a mispredicted branch. At the scene level, whose boxes are loose cubes that overlap heavily, a ray walked
 // some thirty-five binary nodes to reach about one entity, and most rays reach none at all. The wide walk
-// takes a third of the dependent steps and decides four boxes per branch; it made the scene level's share
-// of a frame about half what it was and a mesh's queries about a third faster (where tuning the binary walk
-// itself, with SSE tests of one box or both children, or a branch-free descend, had only lost).
+// takes a third of the dependent steps and decides four boxes per branch; on an asteroid the binary walk
+// takes about 1.5 times as long per ray.
 //
-// The binary tree stays the hierarchy of record: its build rules define the boxes, and this copy is made
-// again after every build.
+// The binary tree stays the hierarchy of record, and the wide walk answers exactly as the binary walk of
+// binary_bvh_walk.h does: the same leaves tested in the same order against the same limits, hence the same
+// hit to the bit. Three things make that so:
+// - Order. The binary walk takes the child on the near side of a node's axis by the ray's sign alone, so
+//   the order of a wide node's four lanes is fixed per sign octant; the copy stores it for all eight.
+// - Time. A box passes if it is entered at all (a test independent of the hit) and its entry t0 lies short
+//   of the limit read when its turn comes. The wide walk tests a lane's box when it reaches the wide node
+//   and compares the stored t0 with the limit again when the lane's turn comes; the limit only shrinks, so
+//   the first comparison drops nothing the second would keep.
+// - The folded level. The binary walk also tests the root's box and those of the inner children that a
+//   wide node skips. Such a box is the union of its children's, and over finite numbers the slab distances
+//   are monotonic in the planes, so whenever a grandchild passes, its parent passed at its own, earlier
+//   turn; and a grandchild of a parent that failed fails too. That needs distances free of NaN: finite
+//   planes with no axis inside out (checked by the copy) and a ray with a finite origin and finite, nonzero
+//   inverses. Any other ray, such as one with a zero direction component, takes the binary walk.
 struct alignas(64) WideBvhNode {
     // Box planes by plane, one lane per child: lower x, y, z, then upper x, y, z. Lane k of plane p sits
     // at planes[p][k], so a ray picks its entry and exit planes per axis once, by its direction's signs.
@@ -40,72 +54,86 @@ struct alignas(64) WideBvhNode {
     std::uint8_t count[4];
     // Bit k set when lane k holds a child.
     std::uint8_t occupied = 0;
+    // Per sign octant (SlabRay::octant), the lanes in the binary walk's order: the lane visited at position
+    // p in bits 2p and 2p + 1. Positions past the occupied lanes name unoccupied ones.
+    std::uint8_t order[8];
 };
 static_assert(sizeof(WideBvhNode) == 128, "a wide node is two cache lines");
 
 class WideBvh {
 public:
     // Replaces the copy with one of `binary`, a tree in the layout of BvhNode (pre-order, left child
-    // next). Keeps the array's capacity, so once it has grown a rebuild allocates nothing.
+    // next) whose inner boxes are the unions of their children's, as both builds make them. Keeps the
+    // array's capacity, so once it has grown a rebuild allocates nothing.
     void build(std::span<const BvhNode> binary);
-    void clear() { nodes.clear(); }
+    void clear() {
+        nodes.clear();
+        foldable = false;
+    }
     bool empty() const { return nodes.empty(); }
 
-    // Nearest-hit walk: leaf(index, count) tests the items of one binary leaf and returns whether the hit
-    // improved. Children are visited nearest entry first, and a child whose entry lies at or beyond the hit
-    // found meanwhile is skipped. A box is rejected only when the ray's range misses it (a NaN from a ray
-    // along a slab plane keeps the box), so the nearest t is the one of any complete search; only among
-    // items struck at exactly the same t can the one named differ, as it is the last of them tested.
-    template <typename Leaf>
-    bool intersect(const Ray& ray, Hit& hit, Leaf&& leaf) const;
+    // Whether this walk answers `slab`'s ray as the binary walk does (see above); otherwise walk the binary
+    // tree.
+    bool walksExactly(const SlabRay& slab) const { return foldable && slab.finite; }
 
-    // Any-hit walk: ends at the first leaf that returns true. The boxes are limited by ray.tMax.
-    template <typename Leaf>
-    bool occluded(const Ray& ray, Leaf&& leaf) const;
+    // Nearest-hit walk: leaf(index, count) tests the items of one binary leaf and returns whether the hit
+    // improved. The hit then names the nearest item struck at or before the limit among the leaves reached,
+    // the last tested of equal ones. That is the item the binary walk names; it is not always the one a
+    // search of every leaf would find: a leaf whose box entry rounds to the t of the hit found meanwhile is
+    // skipped, even where its item lies an ulp nearer, and among items at the same t the order decides.
+    // Only for rays on which walksExactly holds. kSparse: most nodes are expected to pass no lane or one
+    // (the scene's loose boxes), which then skip the ordered push at the cost of two branches; where lanes
+    // pass often (a mesh's tight boxes) those branches would be mispredicted.
+    template <bool kSparse, typename Leaf>
+    bool intersect(const SlabRay& slab, const Ray& ray, Hit& hit, Leaf&& leaf) const;
+
+    // Any-hit walk: ends at the first leaf that returns true. The boxes are limited by ray.tMax, so the
+    // answer is the same in any order; kInOrder keeps the binary walk's order all the same, for leaves
+    // whose test can throw (an entity's transform), where the order decides which leaf is reached first.
+    // Only for rays on which walksExactly holds.
+    template <bool kInOrder, typename Leaf>
+    bool occluded(const SlabRay& slab, const Ray& ray, Leaf&& leaf) const;
 
     std::vector<WideBvhNode> nodes;
 
 private:
     std::uint32_t emit(std::span<const BvhNode> binary, std::uint32_t node);
+    // Every plane of the binary tree finite and each box holding its children's.
+    bool foldable = false;
 };
 
-// The per-ray part of the four-lane box test.
-struct WideRay {
-    float origin[3];
-    float inverse[3];
-    // Plane rows of entry and exit per axis, by the sign of the direction.
-    std::uint32_t entry[3];
-    std::uint32_t exit[3];
-    float tMin;
-};
-
-WideRay makeWideRay(const Ray& ray);
-
-// Tests the four boxes of `node` against the range [ray.tMin, limit]. Writes each lane's entry distance
-// and returns the bits of the lanes entered (occupied lanes only).
-inline unsigned wideSlabHits(const WideBvhNode& node, const WideRay& ray, float limit, float entry[4]) {
+// Tests the four boxes of `node` against the range from tMin to limit: a lane passes if its entry t0 is short
+// of the limit, its exit t1 beyond tMin and its entry not beyond its exit. Writes each lane's t0 and returns
+// the bits of the lanes passed (occupied lanes only). For a ray on which walksExactly holds, where no
+// distance is NaN: then this is the binary slab test, whose entry and exit come to the largest entry and the
+// smallest exit.
+inline unsigned wideSlabHits(const WideBvhNode& node, const SlabRay& ray, float tMin, float limit,
+                             float entry[4]) {
 #if defined(__SSE2__)
-    // _mm_max_ps / _mm_min_ps return their second operand when either is NaN: with the range bound second
-    // in the innermost call and each partial result second after that, a NaN distance drops out instead of
-    // rejecting the box.
-    __m128 t0 = _mm_set1_ps(ray.tMin);
-    __m128 t1 = _mm_set1_ps(limit);
-    for (int axis = 0; axis < 3; ++axis) {
+    const auto distances = [&](int axis, __m128& near, __m128& far) {
         const __m128 origin = _mm_set1_ps(ray.origin[axis]);
         const __m128 inverse = _mm_set1_ps(ray.inverse[axis]);
-        const __m128 near =
-            _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.planes[ray.entry[axis]]), origin), inverse);
-        const __m128 far = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.planes[ray.exit[axis]]), origin), inverse);
+        near = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.planes[ray.entry[axis]]), origin), inverse);
+        far = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.planes[ray.exit[axis]]), origin), inverse);
+    };
+    __m128 t0, t1;
+    distances(0, t0, t1);
+    for (int axis = 1; axis < 3; ++axis) {
+        __m128 near, far;
+        distances(axis, near, far);
         t0 = _mm_max_ps(near, t0);
         t1 = _mm_min_ps(far, t1);
     }
     _mm_storeu_ps(entry, t0);
-    return static_cast<unsigned>(_mm_movemask_ps(_mm_cmple_ps(t0, t1))) & node.occupied;
+    // Rejected where t0 >= limit, as the binary test says it (a NaN limit rejects nothing).
+    const __m128 passes = _mm_and_ps(_mm_and_ps(_mm_cmple_ps(t0, t1), _mm_cmpnge_ps(t0, _mm_set1_ps(limit))),
+                                     _mm_cmpgt_ps(t1, _mm_set1_ps(tMin)));
+    return static_cast<unsigned>(_mm_movemask_ps(passes)) & node.occupied;
 #else
     unsigned mask = 0;
     for (int lane = 0; lane < 4; ++lane) {
-        float t0 = ray.tMin;
-        float t1 = limit;
+        float t0 = -std::numeric_limits<float>::infinity();
+        float t1 = std::numeric_limits<float>::infinity();
         for (int axis = 0; axis < 3; ++axis) {
             const float near = (node.planes[ray.entry[axis]][lane] - ray.origin[axis]) * ray.inverse[axis];
             const float far = (node.planes[ray.exit[axis]][lane] - ray.origin[axis]) * ray.inverse[axis];
@@ -113,34 +141,32 @@ inline unsigned wideSlabHits(const WideBvhNode& node, const WideRay& ray, float 
             t1 = far < t1 ? far : t1;
         }
         entry[lane] = t0;
-        mask |= (t0 <= t1 ? 1u : 0u) << lane;
+        mask |= ((t0 <= t1) & !(t0 >= limit) & (t1 > tMin) ? 1u : 0u) << lane;
     }
     return mask & node.occupied;
 #endif
 }
 
-// Depth of the fixed stacks: each wide level pushes at most three children, and a wide tree is half as
-// deep as its binary tree (about log2(n) levels for the median split), so 64 entries cannot be reached.
-inline constexpr int kWideStackSize = 64;
-
-template <typename Leaf>
-bool WideBvh::intersect(const Ray& ray, Hit& hit, Leaf&& leaf) const {
+template <bool kSparse, typename Leaf>
+bool WideBvh::intersect(const SlabRay& slab, const Ray& ray, Hit& hit, Leaf&& leaf) const {
     if (nodes.empty())
         return false;
-    const WideRay wide = makeWideRay(ray);
     // The stack as three parallel arrays, each field moved by its own load and store: an entry copied as
     // one record is read back with wider loads than it was written with, which defeats store forwarding.
-    float entries[kWideStackSize];
-    std::uint32_t children[kWideStackSize];
-    std::uint8_t counts[kWideStackSize];
+    // Four spare entries: a wide node writes all four lanes and keeps those that passed.
+    float entries[kWalkStackSize + 4];
+    std::uint32_t children[kWalkStackSize + 4];
+    std::uint8_t counts[kWalkStackSize + 4];
+    // The root's own box: over finite distances it is entered whenever a box below it is, so only a limit
+    // of -infinity (which rejects every box) must stop the walk here.
     int size = 1;
-    entries[0] = ray.tMin;
+    entries[0] = -std::numeric_limits<float>::infinity();
     children[0] = 0;
     counts[0] = 0;
     bool found = false;
     while (size > 0) {
         --size;
-        const float limit = ray.tMax < hit.t ? ray.tMax : hit.t;
+        const float limit = walkLimit(ray, hit);
         if (entries[size] >= limit)
             continue;
         if (counts[size] != 0) {
@@ -149,47 +175,80 @@ bool WideBvh::intersect(const Ray& ray, Hit& hit, Leaf&& leaf) const {
         }
         const WideBvhNode& node = nodes[children[size]];
         float entry[4];
-        unsigned mask = wideSlabHits(node, wide, limit, entry);
-        // Pushed farthest first, so that the nearest child is taken next: an insertion into the few
-        // entries above the current top.
-        const int base = size;
-        while (mask != 0) {
-            const int lane = std::countr_zero(mask);
-            mask &= mask - 1;
-            int position = size++;
-            while (position > base && entries[position - 1] < entry[lane]) {
-                entries[position] = entries[position - 1];
-                children[position] = children[position - 1];
-                counts[position] = counts[position - 1];
-                --position;
+        const unsigned mask = wideSlabHits(node, slab, ray.tMin, limit, entry);
+        if constexpr (kSparse) {
+            if (mask == 0)
+                continue;
+            if ((mask & (mask - 1)) == 0) {
+                const int lane = std::countr_zero(mask);
+                entries[size] = entry[lane];
+                children[size] = node.child[lane];
+                counts[size++] = node.count[lane];
+                continue;
             }
-            entries[position] = entry[lane];
-            children[position] = node.child[lane];
-            counts[position] = node.count[lane];
+        }
+        // Pushed last visited first; every lane is written and only those that passed are kept, which
+        // costs less than a branch per lane that the ray decides at random.
+        const unsigned order = node.order[slab.octant];
+        for (int position = 3; position >= 0; --position) {
+            const unsigned lane = (order >> (2 * position)) & 3u;
+            entries[size] = entry[lane];
+            children[size] = node.child[lane];
+            counts[size] = node.count[lane];
+            size += static_cast<int>((mask >> lane) & 1u);
         }
     }
     return found;
 }
 
-template <typename Leaf>
-bool WideBvh::occluded(const Ray& ray, Leaf&& leaf) const {
+template <bool kInOrder, typename Leaf>
+bool WideBvh::occluded(const SlabRay& slab, const Ray& ray, Leaf&& leaf) const {
     if (nodes.empty())
         return false;
-    const WideRay wide = makeWideRay(ray);
-    std::uint32_t stack[kWideStackSize];
-    int size = 0;
-    stack[size++] = 0;
+    // The limit never changes, so a lane that passed stays passed: no entry distances on the stack.
+    std::uint32_t children[kWalkStackSize + 4];
+    std::uint8_t counts[kWalkStackSize + 4];
+    int size = 1;
+    children[0] = 0;
+    counts[0] = 0;
     while (size > 0) {
-        const WideBvhNode& node = nodes[stack[--size]];
+        --size;
+        if constexpr (kInOrder) {
+            if (counts[size] != 0) {
+                if (leaf(children[size], counts[size]))
+                    return true;
+                continue;
+            }
+        }
+        const WideBvhNode& node = nodes[children[size]];
         float entry[4];
-        unsigned mask = wideSlabHits(node, wide, ray.tMax, entry);
-        while (mask != 0) {
-            const int lane = std::countr_zero(mask);
-            mask &= mask - 1;
-            if (node.count[lane] == 0)
-                stack[size++] = node.child[lane];
-            else if (leaf(node.child[lane], node.count[lane]))
-                return true;
+        unsigned mask = wideSlabHits(node, slab, ray.tMin, ray.tMax, entry);
+        if constexpr (kInOrder) {
+            if (mask == 0)
+                continue;
+            if ((mask & (mask - 1)) == 0) {
+                const int lane = std::countr_zero(mask);
+                children[size] = node.child[lane];
+                counts[size++] = node.count[lane];
+                continue;
+            }
+            const unsigned order = node.order[slab.octant];
+            for (int position = 3; position >= 0; --position) {
+                const unsigned lane = (order >> (2 * position)) & 3u;
+                children[size] = node.child[lane];
+                counts[size] = node.count[lane];
+                size += static_cast<int>((mask >> lane) & 1u);
+            }
+        } else {
+            // Leaves at once, in lane order; only inner children go on the stack.
+            while (mask != 0) {
+                const int lane = std::countr_zero(mask);
+                mask &= mask - 1;
+                if (node.count[lane] == 0)
+                    children[size++] = node.child[lane];
+                else if (leaf(node.child[lane], node.count[lane]))
+                    return true;
+            }
         }
     }
     return false;

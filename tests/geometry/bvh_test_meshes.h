@@ -1,9 +1,14 @@
 #pragma once
 
 #include "foundation/math/vec3.h"
+#include "geometry/bounding_box.h"
+#include "geometry/bvh.h"
+#include "geometry/obj_reader.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <fstream>
 #include <random>
 #include <vector>
 
@@ -72,6 +77,31 @@ inline std::vector<Vec3> makeLattice(int size) {
                 positions.insert(positions.end(), {a, a + du, a + du + dv, a, a + du + dv, a + dv});
             }
         }
+    }
+    return positions;
+}
+
+// The corners of a model file in the order a Geometry holds them (newest group first), moved so that their
+// box is centred on the origin; empty if the file is missing (the data tree is written by the build).
+inline std::vector<Vec3> readModel(const char* path, float& radius) {
+    std::vector<Vec3> positions;
+    if (!std::ifstream(path))
+        return positions;
+    ObjModel* model = glmReadOBJ(path);
+    for (const ObjGroup* group = model->groups; group; group = group->next)
+        for (std::uint32_t i = 0; i < group->triangleCount; ++i)
+            for (std::uint32_t vertex : model->triangles[group->triangles[i]].vertexIndices)
+                positions.push_back(Vec3{model->vertices[3 * vertex], model->vertices[3 * vertex + 1],
+                                         model->vertices[3 * vertex + 2]});
+    glmFreeModel(model);
+    BoundingBox box;
+    for (const Vec3& position : positions)
+        box.extend(position);
+    const Vec3 centre = boxCentre(box.lower, box.upper);
+    radius = 0.0f;
+    for (Vec3& position : positions) {
+        position = position - centre;
+        radius = std::max(radius, length(position));
     }
     return positions;
 }

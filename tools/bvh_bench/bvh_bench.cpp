@@ -8,12 +8,10 @@
 #include "geometry/bvh.h"
 #include "geometry/embree_scene.h"
 #include "geometry/hit.h"
-#include "geometry/obj_reader.h"
 #include "geometry/ray.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -126,31 +124,6 @@ Ratios measure(const std::string& name, const std::vector<Vec3>& positions, floa
 
 } // namespace
 
-// The corners of a model file in the order a Geometry holds them (newest group first), moved so that their
-// box is centred on the origin; empty if the file is missing (the data tree is written by the build).
-std::vector<Vec3> readModel(const char* path, float& radius) {
-    std::vector<Vec3> positions;
-    if (!std::ifstream(path))
-        return positions;
-    ObjModel* model = glmReadOBJ(path);
-    for (const ObjGroup* group = model->groups; group; group = group->next)
-        for (std::uint32_t i = 0; i < group->triangleCount; ++i)
-            for (std::uint32_t vertex : model->triangles[group->triangles[i]].vertexIndices)
-                positions.push_back(Vec3{model->vertices[3 * vertex], model->vertices[3 * vertex + 1],
-                                         model->vertices[3 * vertex + 2]});
-    glmFreeModel(model);
-    BoundingBox box;
-    for (const Vec3& position : positions)
-        box.extend(position);
-    const Vec3 centre = boxCentre(box.lower, box.upper);
-    radius = 0.0f;
-    for (Vec3& position : positions) {
-        position = position - centre;
-        radius = std::max(radius, length(position));
-    }
-    return positions;
-}
-
 int main(int argc, char** argv) {
     CLI::App app("Rays per second of our mesh hierarchy and of Embree, side by side, one thread.",
                  "bvh_bench");
@@ -170,7 +143,7 @@ int main(int argc, char** argv) {
     for (const char* name : {"asteroid1", "asteroid2", "asteroid3", "asteroid4", "asteroid5"}) {
         const std::string path = std::string("../../../data/models/asteroid/random/") + name + ".obj";
         float radius;
-        const std::vector<Vec3> positions = readModel(path.c_str(), radius);
+        const std::vector<Vec3> positions = bvh_test::readModel(path.c_str(), radius);
         if (positions.empty())
             continue;
         const Ratios ratios = measure(name, positions, 3.0f * radius, radius, rayCount, repeats);
@@ -187,7 +160,8 @@ int main(int argc, char** argv) {
         figure("asteroids_any_ratio_highest", asteroidsHigh.any, "x");
     }
     float hullRadius;
-    const std::vector<Vec3> hull = readModel("../../../data/models/ship/serenity/Hull.obj", hullRadius);
+    const std::vector<Vec3> hull =
+        bvh_test::readModel("../../../data/models/ship/serenity/Hull.obj", hullRadius);
     if (!hull.empty())
         measure("hull", hull, 3.0f * hullRadius, 0.5f * hullRadius, rayCount, repeats);
     // Generated meshes of 10k triangles: 6 * 29 * 29 quads make a lumpy ball of radius about 1.
