@@ -2,7 +2,6 @@
 
 #include "geometry/ray.h"
 #include "tracer/camera.h"
-#include "tracer/concentric_disk.h"
 #include "tracer/light_sampling.h"
 #include "tracer/surface_shading.h"
 #include "world/cone_light.h"
@@ -44,23 +43,6 @@ TEST(Camera, PixelRaysSpanNinetyDegreesOnTheShorterSide) {
     singular.projection = Transform(Mat4::identity());
     Ray ray;
     EXPECT_THROW(pixelRay(singular, 1.0f, 1.0f, ray), std::domain_error);
-}
-
-TEST(ConcentricDisk, MapsCentreEdgesAndCornersByOctantAndTheBorderToTheCircle) {
-    const float d = std::sqrt(0.5f);
-    const float cases[][4] = {
-        {0.5f, 0.5f, 0, 0}, {1, 0.5f, 1, 0}, {0.5f, 1, 0, 1}, {0, 0.5f, -1, 0}, {0.5f, 0, 0, -1},
-        {1, 1, d, d},       {0, 1, -d, d},   {0, 0, -d, -d},  {1, 0, d, -d},
-    };
-    for (const auto& [a, b, x, y] : cases) {
-        const DiskPoint point = concentricDisk(a, b);
-        EXPECT_NEAR(point.x, x, 1e-6f) << "a = " << a << ", b = " << b;
-        EXPECT_NEAR(point.y, y, 1e-6f) << "a = " << a << ", b = " << b;
-    }
-    for (float t = 0.0f; t <= 1.0f; t += 0.125f)
-        for (DiskPoint p :
-             {concentricDisk(t, 0), concentricDisk(t, 1), concentricDisk(0, t), concentricDisk(1, t)})
-            EXPECT_NEAR(p.x * p.x + p.y * p.y, 1.0f, 1e-5f);
 }
 
 TEST(Lambert, ReflectsColourTimesCosineOverPiOnlyWithBothDirectionsStrictlyAbove) {
