@@ -6,7 +6,6 @@
 #include "platform/window.h"
 
 #include <X11/Xlib.h>
-#include <X11/extensions/XInput2.h>
 
 #include "app/program_flags.h"
 #include "app/program_window.h"
@@ -68,31 +67,6 @@ protected:
         return names;
     }
 
-    // Hands the window one raw motion packet of the core pointer, whose
-    // valuators are relative.
-    void rawMotion(std::initializer_list<std::pair<int, double>> valuators) {
-        unsigned char mask[1] = {};
-        double values[8] = {};
-        int count = 0;
-        for (const auto& [number, value] : valuators) {
-            XISetMask(mask, number);
-            values[count++] = value;
-        }
-        XIRawEvent raw{};
-        raw.evtype = XI_RawMotion;
-        raw.sourceid = 2;
-        raw.valuators = {1, mask, values};
-        raw.raw_values = values;
-        XEvent event{};
-        int unused = 0;
-        XQueryExtension(window->display, "XInputExtension", &event.xcookie.extension, &unused, &unused);
-        event.xcookie.type = GenericEvent;
-        event.xcookie.display = window->display;
-        event.xcookie.evtype = XI_RawMotion;
-        event.xcookie.data = &raw;
-        EXPECT_TRUE(window->handleMessage(event));
-    }
-
     XInputLock inputLock;
     std::unique_ptr<Window> window;
 };
@@ -151,19 +125,6 @@ TEST_F(WindowInputTest, RawMouseMotionButtonsAndWheel) {
     EXPECT_EQ(queued(EventKindMouseWheel)[1].mouseWheel.amount, -120);
 }
 
-TEST_F(WindowInputTest, RawPacketsGiveWholeCountsAndNothingForNoMotion) {
-    rawMotion({{0, 0.0}, {1, 0.0}});
-    rawMotion({{2, 3.0}}); // a scroll valuator only
-    rawMotion({{0, 0.4}});
-    rawMotion({{0, 0.4}});
-    EXPECT_TRUE(gEventQueue.empty());
-    rawMotion({{0, 0.4}, {1, -4.0}}); // the fractions add up rather than vanish
-    ASSERT_EQ(gEventQueue.size(), 1u);
-    EXPECT_EQ(gEventQueue[0].kind, EventKindMouseMotion);
-    EXPECT_EQ(gEventQueue[0].mouseMotion.dx, 1);
-    EXPECT_EQ(gEventQueue[0].mouseMotion.dy, -4);
-}
-
 TEST_F(WindowInputTest, LosingTheFocusIsReportedAndSilencesMouseAndKeys) {
     Display* other = XOpenDisplay(nullptr);
     const ::Window rival = XCreateSimpleWindow(other, DefaultRootWindow(other), 0, 0, 10, 10, 0, 0, 0);
@@ -178,16 +139,6 @@ TEST_F(WindowInputTest, LosingTheFocusIsReportedAndSilencesMouseAndKeys) {
     pumpUntil();
     EXPECT_EQ(gEventQueue.size(), 1u);
     XCloseDisplay(other);
-}
-
-TEST_F(WindowInputTest, ACloseRequestSetsTheQuitFlagAndKeepsTheWindow) {
-    sendCloseRequest(window->display, window->handle);
-    ASSERT_TRUE(pumpUntil([] { return gQuitRequested; }));
-    EXPECT_TRUE(gEventQueue.empty());
-    EXPECT_EQ(gWindows.at(window->handle), window.get());
-    XWindowAttributes attributes{};
-    EXPECT_NE(XGetWindowAttributes(window->display, window->handle, &attributes), 0);
-    gQuitRequested = false;
 }
 
 } // namespace

@@ -39,23 +39,6 @@ protected:
     Display* observer = nullptr; // a connection of the test's own
 };
 
-TEST_F(WindowTest, MakesACompatibilityContextOfAtLeast32) {
-    Window window(programWindowSettings());
-    ASSERT_EQ(glXGetCurrentContext(), window.renderingContext);
-
-    GLint major = 0, minor = 0, profile = 0;
-    glGetIntegerv(GL_MAJOR_VERSION, &major);
-    glGetIntegerv(GL_MINOR_VERSION, &minor);
-    glGetIntegerv(GL_CONTEXT_PROFILE_MASK, &profile);
-    EXPECT_GE(major * 10 + minor, 32);
-    EXPECT_TRUE(profile & GL_CONTEXT_COMPATIBILITY_PROFILE_BIT) << "profile mask " << profile;
-    glMatrixMode(GL_PROJECTION); // the fixed pipeline beside the shaders
-    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-
-    window.swapBuffers();
-    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-}
-
 TEST_F(WindowTest, QueuesTheFirstSizeAndThenTheFocusWhileBeingShown) {
     Stopwatch stopwatch;
     stopwatch.start();
