@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/key_commands.h"
 #include "app/program_flags.h"
 #include "platform/event.h"
 #include "tracer/renderer.h"
@@ -57,6 +58,10 @@ class AppTest : public ::testing::Test {
 protected:
     void SetUp() override { reset(); }
     void TearDown() override { reset(); }
+
+    // A key's press or release as the window reports it.
+    void press(const char* name) { handleKeyboardEvent(keyEvent(name, true).keyboard, scene, renderer); }
+    void release(const char* name) { handleKeyboardEvent(keyEvent(name, false).keyboard, scene, renderer); }
 
     Scene scene{kEmptyScene};
     RecordingRenderer renderer;
