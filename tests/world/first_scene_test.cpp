@@ -20,7 +20,6 @@ namespace verdanium {
 namespace {
 
 const char* const kAsteroidPrefix = "../../../data/models/asteroid/random/asteroid";
-const char* const kShipDirectory = "../../../data/models/ship/serenity";
 
 Vec3 translationOf(const Transform& transform) {
     return {transform.forward.m[12], transform.forward.m[13], transform.forward.m[14]};
@@ -93,28 +92,6 @@ TEST_F(FirstSceneTest, AsteroidsComeFromTheFirst2816DrawsOfTheDefaultGenerator) 
     }
     // Nothing else drew while the scene was made.
     EXPECT_EQ(nextDraw, reference());
-}
-
-TEST_F(FirstSceneTest, ShipPartsHaveTheirKeysAndIds) {
-    EXPECT_EQ(scene->entities.size(), 261u);
-    EXPECT_EQ(scene->nextEntityKey, 262u);
-    EXPECT_EQ(scene->changeCount, 1u + 256u + 5u); // one raise for the recreation and one per factory call
-    // Keys 257 to 261: left rotor, left engine, right rotor, right engine, hull; an engine takes its rotor's
-    // id and the hull the left rotor's.
-    auto& entities = scene->entities;
-    const auto* ship = dynamic_cast<const Ship*>(entities.at(261).get());
-    const auto* left = dynamic_cast<const ShipEngine*>(entities.at(258).get());
-    const auto* right = dynamic_cast<const ShipEngine*>(entities.at(260).get());
-    ASSERT_TRUE(ship && left && right);
-    const std::uint32_t ids[] = {257, 257, 259, 259, 257};
-    for (std::uint32_t key = 257; key <= 261; ++key)
-        EXPECT_EQ(entities.at(key)->entityId, ids[key - 257]) << "key " << key;
-    EXPECT_TRUE(ship->leftEngine.get() == left && ship->rightEngine.get() == right);
-    EXPECT_TRUE(left->rotor == entities.at(257) && right->rotor == entities.at(259));
-    EXPECT_TRUE(left->side == 0 && right->side == 1);
-    EXPECT_EQ(left->geometry, Geometry::load(std::string(kShipDirectory) + "/EngineL.obj"));
-    EXPECT_EQ(right->geometry, Geometry::load(std::string(kShipDirectory) + "/EngineR.obj"));
-    EXPECT_EQ(left->rotor->geometry, right->rotor->geometry);
 }
 
 void expectNear(const Transform& actual, const Transform& expected, const char* what) {
