@@ -34,12 +34,6 @@ protected:
         return {uniform(-half, half), uniform(-half, half), uniform(-half, half)};
     }
 
-    // Cubes of random sizes, positions and orientations in a 40-unit box.
-    void addRandomCubes(int count) {
-        for (int i = 0; i < count; ++i)
-            addCube(uniform(0.5f, 4.0f), makeTranslation(randomPoint(20)) *
-                                             makeRotation(randomPoint(1) + Vec3{0, 0, 1.5f}, uniform(-3, 3)));
-    }
     void build() { scene.hierarchy.build(scene.entities.cbegin(), scene.entities.cend()); }
 
     Scene scene{kEmptyScene};
@@ -47,7 +41,10 @@ protected:
 };
 
 TEST_F(SceneHierarchyTest, TreeAnswersAsTheLinearWalkDoes) {
-    addRandomCubes(60);
+    // Cubes of random sizes, positions and orientations in a 40-unit box.
+    for (int i = 0; i < 60; ++i)
+        addCube(uniform(0.5f, 4.0f), makeTranslation(randomPoint(20)) *
+                                         makeRotation(randomPoint(1) + Vec3{0, 0, 1.5f}, uniform(-3, 3)));
     std::vector<Ray> rays(3000);
     for (Ray& ray : rays) {
         ray.origin = randomPoint(30);
