@@ -18,11 +18,7 @@ namespace verdanium::testing {
 // so that tests see which setting a command reached and with what value.
 class RecordingRenderer : public Renderer {
 public:
-    void render(Scene&) override {
-        calls.push_back("render");
-        if (onRender)
-            onRender();
-    }
+    void render(Scene&) override { calls.push_back("render"); }
     void setMaxDepth(std::uint64_t value) override { record("setMaxDepth", value); }
     void setSecondaryBounceCount(std::uint64_t value) override { record("setSecondaryBounceCount", value); }
     void setBidirectional(std::uint64_t value) override { record("setBidirectional", value); }
@@ -34,7 +30,6 @@ public:
     void printGlInfo(std::ostream&) override {}
 
     std::vector<std::string> calls;
-    void (*onRender)() = nullptr; // runs inside render, where the window pumps its messages
 
 private:
     void record(const char* what, std::uint64_t value) {
