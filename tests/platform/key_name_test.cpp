@@ -21,25 +21,19 @@ TEST(KeyName, NamesEveryKindOfKey) {
         // Level 0 of a keypad digit is its cursor function without NumLock, or
         // the digit itself with it; either way the name is the digit's.
         {XK_KP_Insert, XK_KP_0, "numpad 0"},
-        {XK_KP_9, XK_KP_Prior, "numpad 9"},
         {XK_KP_Delete, XK_KP_Decimal, "numpad ."},
         {XK_KP_Multiply, XK_KP_Multiply, "numpad *"},
-        {XK_KP_Divide, XK_KP_Divide, "numpad /"},
         {XK_Shift_L, XK_Shift_L, "left shift"},
-        {XK_Control_L, XK_Control_L, "left control"},
         {XK_Alt_R, XK_Meta_R, "right alt"},
         {XK_Super_L, XK_Super_L, "left win"},
-        {XK_Super_R, XK_Super_R, "right win"},
         // Named keys ignore what Shift puts on them.
         {XK_Tab, XK_ISO_Left_Tab, "tab"},
         {XK_Pause, XK_Break, "pause"},
         {XK_Print, XK_Sys_Req, "screenshot"},
         {XK_space, XK_space, "space"},
-        {XK_Num_Lock, XK_Num_Lock, "num lock"},
         // Printable keys: the unshifted character, letters as capitals.
         {XK_a, XK_A, "A"},
         {XK_minus, XK_underscore, "-"},
-        {XK_backslash, XK_bar, "\\"},
         {XK_adiaeresis, XK_Adiaeresis, "\xc3\x84"}, // Ä, in UTF-8
         {XK_ssharp, XK_question, "\xc3\x9f"},       // ß has no capital of its own here
     };
