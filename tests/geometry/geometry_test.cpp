@@ -135,8 +135,6 @@ TEST_F(GeometryFileTest, CornersAndMaterialsFollowTheGroupListNewestFirst) {
     // file.
     EXPECT_EQ(geometry.normals[5], (Vec3{0, 0, 0}));
     expectTexCoord(geometry.texCoords[5], 0, 0);
-    EXPECT_EQ(geometry.tightBounds.lower, (Vec3{1, 1, 1}));
-    EXPECT_EQ(geometry.tightBounds.upper, (Vec3{3, 3, 5}));
 
     ASSERT_EQ(geometry.materials.size(), 3u);
     EXPECT_STREQ(geometry.materials[1].diffuseMap, "rock.pbm"); // still valid after the model was freed
