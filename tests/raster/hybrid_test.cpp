@@ -43,13 +43,6 @@ protected:
         return pixels;
     }
 
-    std::vector<bool> listedPixels() const {
-        std::vector<bool> listed(renderer->accumulation.size(), false);
-        for (const PixelRecord& record : renderer->workList)
-            listed[record.index] = true;
-        return listed;
-    }
-
     std::unique_ptr<RecursivePathTracer> renderer;
 };
 
@@ -136,7 +129,9 @@ TEST_F(HybridTest, TheCompositeDividesTheSumsByTheCountAndMultipliesTheDiffuseCo
 
     const std::vector<Vec4> diffuse = readTexture(renderer->diffuseTexture);
     const std::vector<Vec4> screen = readScreen();
-    const std::vector<bool> listed = listedPixels();
+    std::vector<bool> listed(screen.size(), false);
+    for (const PixelRecord& record : renderer->workList)
+        listed[record.index] = true;
     for (std::size_t i = 0; i < screen.size(); ++i) {
         Vec3 expected = diffuse[i].xyz();
         if (listed[i] && i != unsampled) {

@@ -134,15 +134,6 @@ TEST_F(Accumulation, PictureIsTheMeanWithGammaDrawnFromTheTopLeftDown) {
     EXPECT_EQ(rgba[0][0][0], 0);
 }
 
-TEST_F(Accumulation, UnknownModeWritesOneLineAndClearsDirty) {
-    auto renderer = tracer(4, 4);
-    renderer->setRenderMode(7);
-    ::testing::internal::CaptureStderr();
-    renderer->render(*scene);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "error: unknown RenderMode: 7\n");
-    EXPECT_FALSE(renderer->dirty);
-}
-
 TEST_F(Accumulation, HybridPixelsGatherTheLightOfAWhiteSurface) {
     // The floor at the origin, lit by a cone around its normal and the uniform sky: a white surface there
     // receives L sin^2 a + B (1 - sin^2 a), found by the bounces alone (on this thread, so repeatably) or
