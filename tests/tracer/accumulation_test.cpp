@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <stdexcept>
 #include <vector>
 
 namespace verdanium {
@@ -83,6 +84,28 @@ TEST_F(Accumulation, RestartsOnSceneChangeAndRenderModeOnly) {
     ++scene->changeCount;
     renderer->render(*scene);
     EXPECT_EQ(renderer->accumulation.front(), Vec4{});
+}
+
+TEST_F(Accumulation, AKernelFailureOnAPoolThreadReachesTheCallerAndFreesThePool) {
+    // No branches at a surface is a division by zero inside the kernel.
+    auto renderer = tracer(16, 16);
+    renderer->setSecondaryBounceCount(0);
+    renderer->setCpuThreads(2);
+    EXPECT_THROW(renderer->render(*scene), std::domain_error);
+    renderer->setSecondaryBounceCount(1);
+    EXPECT_NO_THROW(renderer->render(*scene));
+}
+
+TEST_F(Accumulation, AResizeKeepsTheSumsAndAWindowOfNoSizeHasOnePixel) {
+    auto renderer = tracer(4, 4);
+    renderer->render(*scene);
+    renderer->resize(6, 4);
+    renderer->render(*scene);
+    // The old 16 sums, read with the new row length, get a second sample; the appended ones their first.
+    EXPECT_EQ(renderer->accumulation[15].w, 2.0f);
+    EXPECT_EQ(renderer->accumulation[16].w, 1.0f);
+    renderer->resize(0, 0);
+    EXPECT_EQ(renderer->accumulation.size(), 1u);
 }
 
 TEST_F(Accumulation, PictureIsTheMeanWithGammaDrawnFromTheTopLeftDown) {

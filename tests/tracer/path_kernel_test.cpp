@@ -210,5 +210,24 @@ TEST(CompleteHit, NormalFollowsTheWindingWhateverTheTextureMap) {
     EXPECT_THROW(completeHit(flat), std::domain_error);
 }
 
+// A bounce off a quad turned to face -y leaves on the normal's side, from one tenth along its own direction,
+// one level deeper and counting no lights.
+TEST(Shading, ABounceLeavesOnTheNormalsSideOneTenthAlongItsDirection) {
+    VERDANIUM_REQUIRE_GL();
+    Entity quad(1, makeQuad(2.0f));
+    quad.transform = makeRotation({1.0f, 0.0f, 0.0f}, 1.5707964f);
+    Hit hit = hitOn(*quad.geometry, 0.2f, 0.3f);
+    hit.entity = &quad;
+    hit.ray = cameraRay({0.0f, -5.0f, 0.0f}, {0.0f, 1.0f, 0.0f});
+    hit.ray.depth = 2;
+    for (int i = 0; i < 1000; ++i) {
+        Ray bounce;
+        sampleMaterial(quad.materials[0], hit, bounce);
+        ASSERT_LE(bounce.direction.y, 1e-6f);
+        ASSERT_TRUE(bounce.depth == 3 && !bounce.countsLights && bounce.tMin == 0.1f);
+        expectNear(bounce.origin, hit.position + bounce.direction * 0.1f);
+    }
+}
+
 } // namespace
 } // namespace verdanium
