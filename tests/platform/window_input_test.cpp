@@ -6,6 +6,7 @@
 #include "platform/window.h"
 
 #include <X11/Xlib.h>
+#include <X11/extensions/XInput2.h>
 
 #include "app/program_flags.h"
 #include "app/program_window.h"
@@ -67,6 +68,28 @@ protected:
         return names;
     }
 
+    // Hands the window one raw motion packet of the core pointer, as a device of finer than whole counts
+    // sends it.
+    void rawMotion(double dx, double dy) {
+        unsigned char mask[1] = {};
+        XISetMask(mask, 0);
+        XISetMask(mask, 1);
+        double values[2] = {dx, dy};
+        XIRawEvent raw{};
+        raw.evtype = XI_RawMotion;
+        raw.sourceid = 2;
+        raw.valuators = {1, mask, values};
+        raw.raw_values = values;
+        XEvent event{};
+        int unused = 0;
+        XQueryExtension(window->display, "XInputExtension", &event.xcookie.extension, &unused, &unused);
+        event.xcookie.type = GenericEvent;
+        event.xcookie.display = window->display;
+        event.xcookie.evtype = XI_RawMotion;
+        event.xcookie.data = &raw;
+        EXPECT_TRUE(window->handleMessage(event));
+    }
+
     XInputLock inputLock;
     std::unique_ptr<Window> window;
 };
@@ -123,6 +146,16 @@ TEST_F(WindowInputTest, RawMouseMotionButtonsAndWheel) {
     EXPECT_EQ(buttons, (std::vector<std::pair<int, bool>>{{2, true}, {2, false}, {3, true}, {3, false}}));
     EXPECT_EQ(queued(EventKindMouseWheel)[0].mouseWheel.amount, 120);
     EXPECT_EQ(queued(EventKindMouseWheel)[1].mouseWheel.amount, -120);
+}
+
+TEST_F(WindowInputTest, FractionsOfACountAddUpAndNoMotionGivesNoEvent) {
+    rawMotion(0.0, 0.0);
+    rawMotion(0.4, 0.0);
+    rawMotion(0.4, 0.0);
+    EXPECT_TRUE(gEventQueue.empty());
+    rawMotion(0.4, -4.0);
+    ASSERT_EQ(gEventQueue.size(), 1u);
+    EXPECT_TRUE(gEventQueue[0].mouseMotion.dx == 1 && gEventQueue[0].mouseMotion.dy == -4);
 }
 
 TEST_F(WindowInputTest, LosingTheFocusIsReportedAndSilencesMouseAndKeys) {
