@@ -59,7 +59,6 @@ TEST_F(FirstSceneTest, AsteroidsComeFromTheFirst2816DrawsOfTheDefaultGenerator) 
     for (std::uint32_t key = 1; key <= 256; ++key) {
         const auto* asteroid = dynamic_cast<const Asteroid*>(scene->entities.at(key).get());
         ASSERT_NE(asteroid, nullptr) << "key " << key;
-        EXPECT_EQ(asteroid->entityId, key);
         Vec3 velocity, spin, position;
         velocity.z = draw() * 10.0f - 5.0f;
         velocity.y = draw() * 10.0f - 5.0f;
