@@ -36,13 +36,6 @@ protected:
         return texels;
     }
 
-    // The composite as it reached the default framebuffer (eight bits a channel).
-    static std::vector<Vec4> readScreen() {
-        std::vector<Vec4> pixels(static_cast<std::size_t>(kWidth) * kHeight);
-        glReadPixels(0, 0, kWidth, kHeight, GL_RGBA, GL_FLOAT, pixels.data());
-        return pixels;
-    }
-
     std::unique_ptr<RecursivePathTracer> renderer;
 };
 
@@ -126,7 +119,8 @@ TEST_F(HybridTest, TheCompositeDividesTheSumsByTheCountAndMultipliesTheDiffuseCo
     renderer->render(*scene); // no change: upload and composite only
 
     const std::vector<Vec4> diffuse = readTexture(renderer->diffuseTexture);
-    const std::vector<Vec4> screen = readScreen();
+    std::vector<Vec4> screen(diffuse.size()); // the composite as it reached the window, 8 bits a channel
+    glReadPixels(0, 0, kWidth, kHeight, GL_RGBA, GL_FLOAT, screen.data());
     std::vector<bool> listed(screen.size(), false);
     for (const PixelRecord& record : renderer->workList)
         listed[record.index] = true;
