@@ -87,7 +87,6 @@ TEST_F(SceneHierarchyTest, TreeAnswersAsTheLinearWalkDoes) {
         ++hits;
         EXPECT_EQ(hit.t, linear[i].t) << "ray " << i;
         EXPECT_EQ(hit.entity, linear[i].entity) << "ray " << i;
-        EXPECT_FALSE(hit.complete);
         // The hit's t is the world ray's parameter.
         const Vec3 world = rays[i].origin + rays[i].direction * hit.t;
         const Ray objectRay = toObjectSpace(hit.entity->transform.inverse, rays[i]);
