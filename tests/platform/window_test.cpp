@@ -5,6 +5,7 @@
 
 #include "platform/window.h"
 
+#include <GL/glew.h>
 #include <X11/Xlib.h>
 
 #include "app/program_window.h"
@@ -36,6 +37,17 @@ protected:
     XInputLock inputLock;
     Display* observer = nullptr; // a connection of the test's own
 };
+
+// The fixed pipeline beside the shaders: a core profile would refuse every fixed-function call.
+TEST_F(WindowTest, MakesACompatibilityContextOfAtLeast32) {
+    Window window(programWindowSettings());
+    GLint major = 0, minor = 0, profile = 0;
+    glGetIntegerv(GL_MAJOR_VERSION, &major);
+    glGetIntegerv(GL_MINOR_VERSION, &minor);
+    glGetIntegerv(GL_CONTEXT_PROFILE_MASK, &profile);
+    EXPECT_GE(major * 10 + minor, 32);
+    EXPECT_TRUE(profile & GL_CONTEXT_COMPATIBILITY_PROFILE_BIT) << "profile mask " << profile;
+}
 
 TEST_F(WindowTest, QueuesTheFirstSizeAndThenTheFocusWhileBeingShown) {
     Window window(programWindowSettings());
