@@ -37,15 +37,6 @@ private:
     }
 };
 
-// A key event as the window makes it.
-inline Event keyEvent(const char* name, bool pressed) {
-    Event event{};
-    event.kind = EventKindKey;
-    std::snprintf(event.keyboard.name, sizeof event.keyboard.name, "%s", name);
-    event.keyboard.pressed = pressed;
-    return event;
-}
-
 // An empty scene and a recording renderer, with the program-wide flags and the
 // event queue at their start values around each test, since every test in the
 // executable shares them.
@@ -55,8 +46,13 @@ protected:
     void TearDown() override { reset(); }
 
     // A key's press or release as the window reports it.
-    void press(const char* name) { handleKeyboardEvent(keyEvent(name, true).keyboard, scene, renderer); }
-    void release(const char* name) { handleKeyboardEvent(keyEvent(name, false).keyboard, scene, renderer); }
+    void press(const char* name, bool pressed = true) {
+        KeyboardEvent key{};
+        std::snprintf(key.name, sizeof key.name, "%s", name);
+        key.pressed = pressed;
+        handleKeyboardEvent(key, scene, renderer);
+    }
+    void release(const char* name) { press(name, false); }
 
     Scene scene{kEmptyScene};
     RecordingRenderer renderer;

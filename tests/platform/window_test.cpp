@@ -27,15 +27,9 @@ protected:
         if (!haveXDisplay())
             GTEST_SKIP() << "no X display";
         gEventQueue.clear();
-        observer = XOpenDisplay(nullptr);
-    }
-    void TearDown() override {
-        if (observer)
-            XCloseDisplay(observer);
     }
 
     XInputLock inputLock;
-    Display* observer = nullptr; // a connection of the test's own
 };
 
 // The fixed pipeline beside the shaders: a core profile would refuse every fixed-function call.
@@ -64,9 +58,11 @@ TEST_F(WindowTest, QueuesTheFirstSizeAndThenTheFocusWhileBeingShown) {
 
     // A size change from outside, as a user's drag would make it, is stored and queued; a move is not.
     gEventQueue.clear();
+    Display* observer = XOpenDisplay(nullptr); // a connection of the test's own
     XMoveWindow(observer, window.handle, 30, 40);
     XResizeWindow(observer, window.handle, 320, 200);
     XSync(observer, False);
+    XCloseDisplay(observer);
     for (int attempt = 0; attempt < 200 && gEventQueue.empty(); ++attempt) {
         usleep(10000);
         window.dispatchMessages();

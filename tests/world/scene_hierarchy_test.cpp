@@ -32,8 +32,6 @@ protected:
         return {uniform(-half, half), uniform(-half, half), uniform(-half, half)};
     }
 
-    void build() { scene.hierarchy.build(scene.entities.cbegin(), scene.entities.cend()); }
-
     Scene scene{kEmptyScene};
     std::mt19937 random{7};
 };
@@ -76,7 +74,7 @@ TEST_F(SceneHierarchyTest, TreeAnswersAsTheLinearWalkDoes) {
         linearFound.push_back(scene.intersect(rays[i], linear[i]));
         linearOccluded.push_back(scene.occluded(rays[i]));
     }
-    build();
+    scene.hierarchy.build(scene.entities.cbegin(), scene.entities.cend());
     int hits = 0;
     for (std::size_t i = 0; i < rays.size(); ++i) {
         Hit hit;
