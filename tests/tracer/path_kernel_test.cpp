@@ -67,20 +67,6 @@ TEST_F(PathKernel, EnvironmentRimIsOutsideTheDiscAndTheFirstLightWins) {
     EXPECT_EQ(environmentRadiance(*scene, cameraRay({}, {0.0f, 0.1f, 1.0f}), true), kLight);
 }
 
-TEST_F(PathKernel, DepthRule) {
-    renderer->setMaxDepth(2);
-    Ray ray = cameraRay({}, {1.0f, 0.0f, 0.0f});
-    ray.depth = 2;
-    EXPECT_EQ(renderer->trace(*scene, ray), kBackground) << "a ray of depth maxDepth that misses";
-    ray.depth = 3;
-    EXPECT_EQ(renderer->trace(*scene, ray), Vec3{}) << "deeper than maxDepth";
-    // maxDepth 0: a surface seen by the camera gets nothing, neither from its bounce nor from the lights.
-    testing::addFloor(*scene);
-    renderer->setMaxDepth(0);
-    for (int i = 0; i < 50; ++i)
-        ASSERT_EQ(renderer->trace(*scene, cameraRay({0.0f, 0.0f, 15.0f}, {0.0f, 0.0f, -1.0f})), Vec3{});
-}
-
 // A floor of one colour: a texture of one texel, or white without one.
 void paintFloor(Scene& scene, Vec3 colour) {
     auto image = std::make_shared<Image>();
