@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/key_commands.h"
 #include "app/program_flags.h"
 #include "platform/event.h"
 #include "tracer/renderer.h"
@@ -17,11 +18,7 @@ namespace verdanium::testing {
 // so that tests see which setting a command reached and with what value.
 class RecordingRenderer : public Renderer {
 public:
-    void render(Scene&) override {
-        calls.push_back("render");
-        if (onRender)
-            onRender();
-    }
+    void render(Scene&) override { calls.push_back("render"); }
     void setMaxDepth(std::uint64_t value) override { record("setMaxDepth", value); }
     void setSecondaryBounceCount(std::uint64_t value) override { record("setSecondaryBounceCount", value); }
     void setBidirectional(std::uint64_t value) override { record("setBidirectional", value); }
@@ -33,22 +30,12 @@ public:
     void printGlInfo(std::ostream&) override {}
 
     std::vector<std::string> calls;
-    void (*onRender)() = nullptr; // runs inside render, where the window pumps its messages
 
 private:
     void record(const char* what, std::uint64_t value) {
         calls.push_back(std::string(what) + " " + std::to_string(value));
     }
 };
-
-// A key event as the window makes it.
-inline Event keyEvent(const char* name, bool pressed) {
-    Event event{};
-    event.kind = EventKindKey;
-    std::snprintf(event.keyboard.name, sizeof event.keyboard.name, "%s", name);
-    event.keyboard.pressed = pressed;
-    return event;
-}
 
 // An empty scene and a recording renderer, with the program-wide flags and the
 // event queue at their start values around each test, since every test in the
@@ -57,6 +44,15 @@ class AppTest : public ::testing::Test {
 protected:
     void SetUp() override { reset(); }
     void TearDown() override { reset(); }
+
+    // A key's press or release as the window reports it.
+    void press(const char* name, bool pressed = true) {
+        KeyboardEvent key{};
+        std::snprintf(key.name, sizeof key.name, "%s", name);
+        key.pressed = pressed;
+        handleKeyboardEvent(key, scene, renderer);
+    }
+    void release(const char* name) { press(name, false); }
 
     Scene scene{kEmptyScene};
     RecordingRenderer renderer;

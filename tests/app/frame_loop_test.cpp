@@ -72,19 +72,6 @@ TEST_F(FrameLoopTest, FrameRendersDrainsEventsStepsAndWritesTheTitleEveryTime) {
     EXPECT_TRUE(titles[0].starts_with("[")) << titles[0];
     EXPECT_TRUE(titles[0].ends_with(" ms] Renderer")) << titles[0];
     EXPECT_TRUE(titles[1].ends_with(" ms] SecondaryBounceCount")) << titles[1];
-    EXPECT_EQ(frameTitle(41), "[41 ms] SecondaryBounceCount");
-}
-
-TEST_F(FrameLoopTest, ACloseRequestDuringRenderStillFinishesTheFrame) {
-    renderer.onRender = [] { gQuitRequested = true; };
-    gEventQueue.push_back(testing::keyEvent("M", true));
-    clock = 0.02;
-    loop.run();
-    EXPECT_EQ(renderer.calls, std::vector<std::string>{"render"}); // one frame only
-    EXPECT_EQ(gCurrentSetting, 7);                                 // its events were handled,
-    EXPECT_GE(loop.simulatedTime(), 0.02);                         // its steps run
-    ASSERT_EQ(titles.size(), 1u);                                  // and its title written
-    EXPECT_TRUE(titles[0].ends_with(" ms] MaxDepth")) << titles[0];
 }
 
 TEST_F(FrameLoopTest, TheTitlesFigureCoversTheFixedSteps) {

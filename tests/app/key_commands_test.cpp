@@ -1,5 +1,3 @@
-#include "app/key_commands.h"
-
 #include "app/app_test.h"
 #include "geometry/intersector_mode.h"
 
@@ -15,12 +13,6 @@ using Calls = std::vector<std::string>;
 
 class KeyCommandsTest : public testing::AppTest {
 protected:
-    void press(const char* name) {
-        handleKeyboardEvent(testing::keyEvent(name, true).keyboard, scene, renderer);
-    }
-    void release(const char* name) {
-        handleKeyboardEvent(testing::keyEvent(name, false).keyboard, scene, renderer);
-    }
     // Presses and releases each key in turn.
     void type(std::initializer_list<const char*> names) {
         for (const char* name : names) {

@@ -34,17 +34,5 @@ TEST(FatalErrorDeathTest, WritesTheMessageOnItsOwnLineAndExitsWithOne) {
         ::testing::ExitedWithCode(1), "\n\nOut of memory!\n$");
 }
 
-TEST(FatalError, ASecondReportReturnsWithoutOutput) {
-    const bool saved = gFatalInProgress;
-    gFatalInProgress = true; // as if another report were running
-    ::testing::internal::CaptureStdout();
-    fatalError("Out of memory!");
-    void* failed = trackedAlloc(std::size_t{1} << 62);
-    const std::string output = ::testing::internal::GetCapturedStdout();
-    gFatalInProgress = saved;
-    EXPECT_EQ(output, "");
-    EXPECT_EQ(failed, nullptr); // the losing allocation returns to its caller
-}
-
 } // namespace
 } // namespace verdanium

@@ -25,26 +25,6 @@ void expectTexCoord(const TexCoord& actual, float u, float v) {
     EXPECT_FLOAT_EQ(actual.v, v);
 }
 
-TEST(GeometryTest, ShapesAreCachedBySizeAndGetBoundsAndTrees) {
-    VERDANIUM_REQUIRE_GL();
-    std::shared_ptr<Geometry> quad = makeQuad(2.0f);
-    ASSERT_EQ(quad->positions.size(), 12u); // a fan of four around the centre
-    EXPECT_EQ(quad->triangleMaterials, (std::vector<uint64_t>{0, 0, 0, 0}));
-    const float r = std::sqrt(3.0f);
-    EXPECT_EQ(quad->radiusBounds.lower, (Vec3{-r, -r, -r}));
-    EXPECT_EQ(quad->tightBounds.lower, (Vec3{-1, -1, 1}));
-    EXPECT_EQ(quad->tightBounds.upper, (Vec3{1, 1, 1}));
-    EXPECT_EQ(quad->bvh.nodes.size(), 7u); // the acceleration structures were built last
-
-    EXPECT_EQ(makeQuad(2.0f), quad);
-    EXPECT_NE(makeQuad(4.0f), quad);
-    const std::shared_ptr<Geometry> cube = makeCube(10.0f);
-    ASSERT_EQ(cube->positions.size(), 72u);
-    EXPECT_FLOAT_EQ(cube->radiusBounds.upper.x, 5 * std::sqrt(3.0f));
-    EXPECT_EQ(cube->tightBounds.lower, (Vec3{-5, -5, -5}));
-    EXPECT_EQ(makeCube(10.0f), cube);
-}
-
 // Each face a fan (c0, c1, m), (c1, c2, m), (c2, c3, m), (c3, c0, m) with its outward normal at every corner;
 // u runs across the strip, v over the face's sixth of it.
 TEST(GeometryTest, CubeFacesHaveTheirCornersNormalsAndStripRanges) {
@@ -155,8 +135,6 @@ TEST_F(GeometryFileTest, CornersAndMaterialsFollowTheGroupListNewestFirst) {
     // file.
     EXPECT_EQ(geometry.normals[5], (Vec3{0, 0, 0}));
     expectTexCoord(geometry.texCoords[5], 0, 0);
-    EXPECT_EQ(geometry.tightBounds.lower, (Vec3{1, 1, 1}));
-    EXPECT_EQ(geometry.tightBounds.upper, (Vec3{3, 3, 5}));
 
     ASSERT_EQ(geometry.materials.size(), 3u);
     EXPECT_STREQ(geometry.materials[1].diffuseMap, "rock.pbm"); // still valid after the model was freed

@@ -23,16 +23,6 @@ TEST_F(GlslProgramTest, EveryShippedProgramLinksSilently) {
     }
 }
 
-TEST_F(GlslProgramTest, ReadTextFileKeepsTheExactBytesOrReportsTheMissingFile) {
-    const std::string bytes("line one\r\nline\0two\n", 20);
-    const std::string missing = (directory / "absent").string();
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(readTextFile(write("source.txt", bytes)), bytes);
-    EXPECT_EQ(readTextFile(write("empty.txt", "")), ""); // no read, so no read message
-    EXPECT_EQ(readTextFile(missing), "");
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Couldn't open file \"" + missing + "\"\n");
-}
-
 // The source paths are the directory text and "\main.vertex" or "\main.fragment", backslash and all. Both
 // are missing here: two open messages, then each non-empty log of the two empty shaders and of their link, a
 // line each, as GL itself gives them; the program is kept, and cached.

@@ -28,7 +28,10 @@ float testStripRed(int row) {
     return static_cast<float>(row) / 11.0f;
 }
 
-std::string writeTestStrip(const std::string& name) {
+// A cube-map strip of 2 x 2 texel faces (2 wide, 12 high) in the temporary directory. Every texel has a
+// colour of its own, none black, none pure red and all with blue 0.5, so a picture tells which texel each
+// pixel shows and no hole or red entity can pass for the background.
+static std::string writeTestStrip(const std::string& name) {
     const std::string path = ::testing::TempDir() + uniqueName(name) + ".pbm";
     std::ofstream file(path, std::ios::binary);
     file << "PF\n2\n12\n-1.0\n";

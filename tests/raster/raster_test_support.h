@@ -21,12 +21,7 @@ struct Transform;
 
 namespace verdanium::testing {
 
-// A cube-map strip of 2 x 2 texel faces (2 wide, 12 high) in the temporary
-// directory. Every texel has a colour of its own, none black, none pure red and
-// all with blue 0.5, so a picture tells which texel each pixel shows and no hole
-// or red entity can pass for the background.
-std::string writeTestStrip(const std::string& name);
-// The colour writeTestStrip gives the texel in `row` (from the file's top), column 0.
+// The red of the strip scene's background texel in `row` (from the file's top), column 0.
 float testStripRed(int row);
 
 // A framebuffer of RGBA32F colour and 24-bit depth, cleared to zero and bound
@@ -52,8 +47,10 @@ bool near(const Vec3& a, const Vec3& b, float tolerance);
 // the bindings every pass must give back.
 std::array<int, 4> boundState();
 
-// A scene with no entities, the test strip as its background, the default
-// camera 15 units back along +z, and the projection of a 64 x 48 picture.
+// A scene with no entities, a strip of 2 x 2 texel faces as its background
+// (every texel a colour of its own, none black, none pure red, all with blue
+// 0.5), the default camera 15 units back along +z, and the projection of a
+// 64 x 48 picture.
 // Skips the test without a GL context: a derived SetUp checks IsSkipped().
 class StripSceneTest : public ::testing::Test {
 protected:

@@ -4,9 +4,17 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 namespace verdanium {
+
+// The whole file's bytes; "" when it cannot be read.
+inline std::string readFile(const std::filesystem::path& path) {
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
+}
 
 // For tests that read files they write: a folder of the test's own inside the build folder, removed after the
 // test. It is named by the suite and the test, not by the process, so that a death test that runs the test

@@ -65,14 +65,4 @@ std::string windowTitle(Display* display, unsigned long window) {
     return title;
 }
 
-int topLevelWindowCount(Display* display) {
-    ::Window root = 0, parent = 0;
-    ::Window* children = nullptr;
-    unsigned count = 0;
-    XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count);
-    if (children)
-        XFree(children);
-    return int(count);
-}
-
 } // namespace verdanium::testing

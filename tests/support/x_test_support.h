@@ -34,7 +34,4 @@ void sendCloseRequest(_XDisplay* display, unsigned long window);
 // The window's UTF-8 title (_NET_WM_NAME); "" when it has none.
 std::string windowTitle(_XDisplay* display, unsigned long window);
 
-// The number of top-level windows on the display.
-int topLevelWindowCount(_XDisplay* display);
-
 } // namespace verdanium::testing

@@ -5,18 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 namespace verdanium {
 namespace {
-
-std::string readFile(const std::filesystem::path& path) {
-    std::ostringstream bytes;
-    bytes << std::ifstream(path, std::ios::binary).rdbuf();
-    return bytes.str();
-}
 
 std::size_t countOf(const std::string& text, const std::string& part) {
     std::size_t count = 0;

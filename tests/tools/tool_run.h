@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
-#include <sstream>
 
 namespace verdanium {
 
@@ -25,12 +24,7 @@ inline ToolRun runTool(const std::string& commandLine, const std::filesystem::pa
     const int raw = std::system(("timeout " + std::to_string(seconds) + " " + commandLine + " >" +
                                  out.string() + " 2>" + err.string())
                                     .c_str());
-    const auto read = [](const std::filesystem::path& path) {
-        std::stringstream text;
-        text << std::ifstream(path).rdbuf();
-        return text.str();
-    };
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, read(out), read(err)};
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, readFile(out), readFile(err)};
 }
 
 } // namespace verdanium

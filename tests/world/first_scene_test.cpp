@@ -12,7 +12,6 @@
 #include <cmath>
 #include <memory>
 #include <random>
-#include <regex>
 #include <string>
 #include <unistd.h>
 
@@ -20,7 +19,6 @@ namespace verdanium {
 namespace {
 
 const char* const kAsteroidPrefix = "../../../data/models/asteroid/random/asteroid";
-const char* const kShipDirectory = "../../../data/models/ship/serenity";
 
 Vec3 translationOf(const Transform& transform) {
     return {transform.forward.m[12], transform.forward.m[13], transform.forward.m[14]};
@@ -40,7 +38,7 @@ protected:
         gRandom.seed(MersenneTwister::kDefaultSeed);
         ::testing::internal::CaptureStdout();
         scene = std::make_unique<Scene>();
-        log = ::testing::internal::GetCapturedStdout();
+        ::testing::internal::GetCapturedStdout();
         nextDraw = gRandom.next();
     }
     static void TearDownTestSuite() {
@@ -52,19 +50,8 @@ protected:
             GTEST_SKIP() << "needs a GL context and the generated data files";
     }
     static inline std::unique_ptr<Scene> scene;
-    static inline std::string log;
     static inline std::uint32_t nextDraw = 0;
 };
-
-TEST_F(FirstSceneTest, LogsTheRecreationAndTheTreeBuild) {
-    const std::string first = "recreating scene with 256 objects of radius 0.25 with 4 triangles each "
-                              "(1024 triangles in total)\n";
-    EXPECT_EQ(log.substr(0, first.size()), first);
-    EXPECT_TRUE(std::regex_search(log, std::regex("\nBVH update: [0-9.e+-]+ ms to create 521 nodes\n")))
-        << log;
-    EXPECT_EQ(scene->hierarchy.nodes.size(), 521u);
-    EXPECT_NE(scene->background, nullptr);
-}
 
 TEST_F(FirstSceneTest, AsteroidsComeFromTheFirst2816DrawsOfTheDefaultGenerator) {
     std::mt19937 reference;
@@ -72,7 +59,6 @@ TEST_F(FirstSceneTest, AsteroidsComeFromTheFirst2816DrawsOfTheDefaultGenerator) 
     for (std::uint32_t key = 1; key <= 256; ++key) {
         const auto* asteroid = dynamic_cast<const Asteroid*>(scene->entities.at(key).get());
         ASSERT_NE(asteroid, nullptr) << "key " << key;
-        EXPECT_EQ(asteroid->entityId, key);
         Vec3 velocity, spin, position;
         velocity.z = draw() * 10.0f - 5.0f;
         velocity.y = draw() * 10.0f - 5.0f;
@@ -93,28 +79,6 @@ TEST_F(FirstSceneTest, AsteroidsComeFromTheFirst2816DrawsOfTheDefaultGenerator) 
     }
     // Nothing else drew while the scene was made.
     EXPECT_EQ(nextDraw, reference());
-}
-
-TEST_F(FirstSceneTest, ShipPartsHaveTheirKeysAndIds) {
-    EXPECT_EQ(scene->entities.size(), 261u);
-    EXPECT_EQ(scene->nextEntityKey, 262u);
-    EXPECT_EQ(scene->changeCount, 1u + 256u + 5u); // one raise for the recreation and one per factory call
-    // Keys 257 to 261: left rotor, left engine, right rotor, right engine, hull; an engine takes its rotor's
-    // id and the hull the left rotor's.
-    auto& entities = scene->entities;
-    const auto* ship = dynamic_cast<const Ship*>(entities.at(261).get());
-    const auto* left = dynamic_cast<const ShipEngine*>(entities.at(258).get());
-    const auto* right = dynamic_cast<const ShipEngine*>(entities.at(260).get());
-    ASSERT_TRUE(ship && left && right);
-    const std::uint32_t ids[] = {257, 257, 259, 259, 257};
-    for (std::uint32_t key = 257; key <= 261; ++key)
-        EXPECT_EQ(entities.at(key)->entityId, ids[key - 257]) << "key " << key;
-    EXPECT_TRUE(ship->leftEngine.get() == left && ship->rightEngine.get() == right);
-    EXPECT_TRUE(left->rotor == entities.at(257) && right->rotor == entities.at(259));
-    EXPECT_TRUE(left->side == 0 && right->side == 1);
-    EXPECT_EQ(left->geometry, Geometry::load(std::string(kShipDirectory) + "/EngineL.obj"));
-    EXPECT_EQ(right->geometry, Geometry::load(std::string(kShipDirectory) + "/EngineR.obj"));
-    EXPECT_EQ(left->rotor->geometry, right->rotor->geometry);
 }
 
 void expectNear(const Transform& actual, const Transform& expected, const char* what) {
@@ -181,7 +145,6 @@ TEST_F(FirstSceneTest, ShipFollowsItsClosedFormsTheTreeFollowsTheShipAndRecreati
         world->update(0.01);
         t = float(t + 0.01);
     }
-    EXPECT_EQ(ship->flightTime, float(t));
     EXPECT_EQ(world->time, float(t));
     checkShip(closedFormShip(float(t)));
     for (const auto& [key, before] : {std::pair{1u, firstBefore}, {256u, lastBefore}}) {
@@ -203,7 +166,7 @@ TEST_F(FirstSceneTest, ShipFollowsItsClosedFormsTheTreeFollowsTheShipAndRecreati
             << "node " << i;
     EXPECT_EQ(steppedItems, world->hierarchy.leafItems);
 
-    // Recreating while paused restarts the clock, keeps the pause and continues the keys.
+    // Recreating while paused restarts the clock and keeps the pause.
     gPaused = true;
     ::testing::internal::CaptureStdout();
     world->recreate(0, 1, 4);
@@ -213,15 +176,12 @@ TEST_F(FirstSceneTest, ShipFollowsItsClosedFormsTheTreeFollowsTheShipAndRecreati
     EXPECT_NE(recreated.find(" ms to create 17 nodes\n"), std::string::npos);
     EXPECT_TRUE(gPaused);
     EXPECT_EQ(world->time, 0.0f);
-    EXPECT_EQ(world->entities.begin()->first, 262u);
-    EXPECT_EQ(world->nextEntityKey, 262u + 9u);
     // Paused steps leave the new ship at its start; the first flying step puts it at its pose for t = 0.01.
     world->update(0.01);
     ship = shipOf(*world);
     EXPECT_EQ(ship->transform.forward, Mat4::identity());
     gPaused = false;
     world->update(0.01);
-    EXPECT_EQ(ship->flightTime, 0.01f);
     expectNear(ship->transform, closedFormShip(0.01f).hull, "hull after the recreation");
 }
 

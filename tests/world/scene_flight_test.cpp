@@ -1,12 +1,8 @@
 #include "app/app_test.h"
-#include "app/key_commands.h"
 #include "foundation/math/transform.h"
-#include "platform/event.h"
 #include "world/scene.h"
 
 #include <gtest/gtest.h>
-
-#include <cstdio>
 
 namespace verdanium {
 namespace {
@@ -22,15 +18,7 @@ Transform railCamera(float time) {
     return makeTranslation(Vec3{0, -30, time * 100.0f - 70.0f}) * makeRotation(Vec3{0, 1, 0}, 3.1415927f);
 }
 
-class SceneFlightTest : public testing::AppTest {
-protected:
-    void pressPause() {
-        KeyboardEvent event{};
-        std::snprintf(event.name, sizeof event.name, "%s", "pause");
-        event.pressed = true;
-        handleKeyboardEvent(event, scene, renderer);
-    }
-};
+using SceneFlightTest = testing::AppTest;
 
 TEST_F(SceneFlightTest, FlyingStepsPutTheCameraOnItsRailWhateverTheKeysSay) {
     EXPECT_EQ(scene.camera.forward, makeTranslation(Vec3{0, 0, -15}).forward);
@@ -59,14 +47,14 @@ TEST_F(SceneFlightTest, PausesItselfAfterTwentySecondsAndEachPauseKeyRunsOneStep
     // Paused steps change nothing; each press of the pause key lets exactly one more run.
     const float pausedAt = scene.time;
     const auto changes = scene.changeCount;
-    for (int press = 1; press <= 3; ++press) {
-        pressPause();
+    for (int presses = 1; presses <= 3; ++presses) {
+        press("pause");
         ASSERT_FALSE(gPaused);
         for (int i = 0; i < 5; ++i)
             scene.update(0.01);
         EXPECT_TRUE(gPaused);
-        EXPECT_FLOAT_EQ(scene.time, pausedAt + 0.01f * press);
-        EXPECT_EQ(scene.changeCount, changes + press);
+        EXPECT_FLOAT_EQ(scene.time, pausedAt + 0.01f * presses);
+        EXPECT_EQ(scene.changeCount, changes + presses);
     }
 }
 
