@@ -1,0 +1,166 @@
+// libFuzzer target for the OBJ and MTL reader. Each input is a model and its library: the bytes up to the
+// first NUL are the OBJ file, the bytes after it the MTL file that "mtllib fuzz.mtl" names.
+//
+// The reader ends the program with status 1 and a message of its own on a file it can't use; that is an
+// outcome, not a crash. So each input runs in a child process, and the parent tells the outcomes apart: a
+// return, or status 1 after one of the reader's messages, is fine; anything else (a signal, a sanitizer
+// report, which aborts, another status, status 1 without the message) is a crash, which the parent turns
+// into one of its own so that libFuzzer keeps the input. The child hands its coverage counters back
+// through shared memory before it ends, so the search stays guided.
+
+#include "geometry/obj_reader.h"
+
+#include <sanitizer/lsan_interface.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+
+// The coverage counters of the instrumentation, one section that the linker bounds.
+extern "C" uint8_t __start___sancov_cntrs[] __attribute__((weak));
+extern "C" uint8_t __stop___sancov_cntrs[] __attribute__((weak));
+
+// A sanitizer report ends the process with status 1 by default, as the reader's designed exits do; an
+// abort keeps the two apart.
+extern "C" const char* __asan_default_options() {
+    return "abort_on_error=1";
+}
+extern "C" const char* __ubsan_default_options() {
+    return "abort_on_error=1:print_stacktrace=1";
+}
+
+namespace {
+
+// Ends the run of a child whose reader does not come back.
+constexpr unsigned kChildSeconds = 20;
+
+// The ends of the reader's designed messages (Unknown token goes to standard output, the others to
+// standard error; both reach the parent through one pipe).
+const char* const kDesignedMessages[] = {
+    "glmReadOBJ() failed: can't open data file \"",
+    "glmReadMTL() failed: can't open material file \"",
+    "glmFirstPass(): Unknown token \"",
+    "is out of range (the file has ",
+};
+
+size_t counterCount() {
+    return size_t(__stop___sancov_cntrs - __start___sancov_cntrs);
+}
+
+uint8_t* sharedCounters() {
+    static uint8_t* const shared = [] {
+        void* memory =
+            mmap(nullptr, counterCount() + 1, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        if (memory == MAP_FAILED)
+            std::abort();
+        return static_cast<uint8_t*>(memory);
+    }();
+    return shared;
+}
+
+// In the child: its counters go to the parent, and the process ends without running the rest of its exit
+// (libFuzzer's handler would call the exit a crash, and a leak check after the reader's own exit would
+// only find what the exit left behind, by design).
+void handBackAndEnd(int status, void*) {
+    std::fflush(stdout);
+    std::memcpy(sharedCounters(), __start___sancov_cntrs, counterCount());
+    _exit(status);
+}
+
+[[noreturn]] void runChild(const std::string& objPath) {
+    signal(SIGALRM, SIG_DFL);
+    alarm(kChildSeconds);
+    on_exit(handBackAndEnd, nullptr);
+    verdanium::ObjModel* model = verdanium::glmReadOBJ(objPath.c_str());
+    // The map names outlive a model on purpose, for the materials that Geometry copies; the target stands
+    // in for it and frees them, so that the check below sees only what the reader lost.
+    for (uint32_t i = 0; i < model->materialCount; ++i) {
+        std::free(model->materials[i].diffuseMap);
+        std::free(model->materials[i].specularMap);
+        std::free(model->materials[i].ambientMap);
+    }
+    verdanium::glmFreeModel(model);
+    if (__lsan_do_recoverable_leak_check() != 0)
+        std::abort();
+    std::exit(0);
+}
+
+bool endsWithDesignedMessage(const std::string& output) {
+    const size_t lastLine = output.rfind('\n', output.size() >= 2 ? output.size() - 2 : 0);
+    const std::string line = output.substr(lastLine == std::string::npos ? 0 : lastLine + 1);
+    for (const char* message : kDesignedMessages)
+        if (line.find(message) != std::string::npos)
+            return true;
+    return false;
+}
+
+void writeFile(const std::string& path, const uint8_t* data, size_t size) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc).write(reinterpret_cast<const char*>(data), size);
+}
+
+const std::string& folder() {
+    static const std::string path = [] {
+        char name[] = "/tmp/verdanium-fuzz-obj-XXXXXX";
+        if (!mkdtemp(name))
+            std::abort();
+        return std::string(name);
+    }();
+    return path;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const uint8_t* nul = static_cast<const uint8_t*>(std::memchr(data, 0, size));
+    const size_t objSize = nul ? size_t(nul - data) : size;
+    const std::string objPath = folder() + "/fuzz.obj";
+    writeFile(objPath, data, objSize);
+    writeFile(folder() + "/fuzz.mtl", nul ? nul + 1 : data + size, nul ? size - objSize - 1 : 0);
+
+    int output[2];
+    if (pipe(output) != 0)
+        std::abort();
+    std::memset(sharedCounters(), 0, counterCount());
+    const pid_t child = fork();
+    if (child < 0)
+        std::abort();
+    if (child == 0) {
+        close(output[0]);
+        dup2(output[1], STDOUT_FILENO);
+        dup2(output[1], STDERR_FILENO);
+        close(output[1]);
+        runChild(objPath);
+    }
+    close(output[1]);
+    std::string text;
+    char buffer[4096];
+    for (ssize_t got; (got = read(output[0], buffer, sizeof buffer)) != 0;) {
+        if (got > 0)
+            text.append(buffer, size_t(got));
+        else if (errno != EINTR)
+            break;
+    }
+    close(output[0]);
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+
+    const bool returned = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    const bool designedExit = WIFEXITED(status) && WEXITSTATUS(status) == 1 && endsWithDesignedMessage(text);
+    if (!returned && !designedExit) {
+        std::fprintf(stderr, "the reader's child ended with status %#x after this output:\n%s\n", status,
+                     text.c_str());
+        std::abort();
+    }
+    // The child began as a copy of this process, so its counters hold the whole run.
+    std::memcpy(__start___sancov_cntrs, sharedCounters(), counterCount());
+    return 0;
+}
