@@ -10,6 +10,7 @@
 
 #include "geometry/obj_reader.h"
 
+#include <sanitizer/common_interface_defs.h>
 #include <sanitizer/lsan_interface.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -137,6 +138,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         dup2(output[1], STDOUT_FILENO);
         dup2(output[1], STDERR_FILENO);
         close(output[1]);
+        // libFuzzer sends sanitizer reports to a file of its own when it closes the standard streams; the
+        // child's go to the parent with the rest of its output.
+        __sanitizer_set_report_fd(reinterpret_cast<void*>(uintptr_t(STDERR_FILENO)));
         runChild(objPath);
     }
     close(output[1]);
