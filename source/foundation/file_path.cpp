@@ -16,7 +16,7 @@ std::string toOpenablePath(std::string_view path) {
 bool openForBinaryReading(std::ifstream& file, std::string_view path) {
     std::string openable = toOpenablePath(path);
     std::error_code ignored;
-    if (std::filesystem::is_directory(openable, ignored))
+    if (!std::filesystem::is_regular_file(openable, ignored))
         return false;
     file.open(openable, std::ios::binary);
     return file.is_open();

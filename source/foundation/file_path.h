@@ -11,9 +11,11 @@ namespace verdanium {
 // the moment a file is opened does every backslash become a forward slash.
 std::string toOpenablePath(std::string_view path);
 
-// Opens path (in the form above) for binary reading. A directory is refused
-// like a missing file: opening one succeeds on Linux, but its "length" is
-// meaningless and no read of it works.
+// Opens path (in the form above) for binary reading. Only a regular file (or a
+// link to one) is opened; anything else is refused like a missing file: a
+// directory has no "length" and no read of it works, a device such as
+// /dev/zero never ends, and opening a pipe waits for a writer that may never
+// come. The check precedes the open, since opening a pipe is what would block.
 bool openForBinaryReading(std::ifstream& file, std::string_view path);
 
 } // namespace verdanium

@@ -5,8 +5,10 @@
 // the next line's first letter: there is no line structure beyond what skipping and fgets give.
 
 #include "geometry/obj_reader.h"
+#include "geometry/obj_reader_corner.h"
 #include "geometry/obj_reader_text.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,65 +18,6 @@ namespace verdanium {
 using namespace obj_text;
 
 namespace {
-
-// The form of a face, decided by its first corner and kept for all of its corners.
-enum FaceForm {
-    FaceFormVertexNormal,         // "%d//%d"
-    FaceFormVertexTexCoordNormal, // "%d/%d/%d"
-    FaceFormVertexTexCoord,       // "%d/%d"
-    FaceFormVertex,               // "%d"
-};
-
-// One face corner; kinds the form does not give stay 0.
-struct Corner {
-    int vertex;
-    int texCoord;
-    int normal;
-};
-
-FaceForm faceFormOf(const char* token) {
-    int a, b, c;
-    if (std::strstr(token, "//"))
-        return FaceFormVertexNormal;
-    if (std::sscanf(token, "%d/%d/%d", &a, &b, &c) == 3)
-        return FaceFormVertexTexCoordNormal;
-    if (std::sscanf(token, "%d/%d", &a, &b) == 2)
-        return FaceFormVertexTexCoord;
-    return FaceFormVertex;
-}
-
-// The scanf format of a form and where its conversions go, in the order the format converts them. The
-// pointers a form does not use are null: scanf evaluates and ignores arguments beyond its format.
-struct CornerScan {
-    const char* format;
-    int* targets[3];
-};
-
-CornerScan cornerScan(FaceForm form, Corner* corner) {
-    *corner = Corner{0, 0, 0};
-    switch (form) {
-    case FaceFormVertexNormal:
-        return {"%d//%d", {&corner->vertex, &corner->normal, nullptr}};
-    case FaceFormVertexTexCoordNormal:
-        return {"%d/%d/%d", {&corner->vertex, &corner->texCoord, &corner->normal}};
-    case FaceFormVertexTexCoord:
-        return {"%d/%d", {&corner->vertex, &corner->texCoord, nullptr}};
-    case FaceFormVertex:
-        break;
-    }
-    return {"%d", {&corner->vertex, nullptr, nullptr}};
-}
-
-void parseCorner(const char* token, FaceForm form, Corner* corner) {
-    const CornerScan scan = cornerScan(form, corner);
-    std::sscanf(token, scan.format, scan.targets[0], scan.targets[1], scan.targets[2]);
-}
-
-// Returns what fscanf returns: the number of values converted, or EOF.
-int readCorner(FILE* file, FaceForm form, Corner* corner) {
-    const CornerScan scan = cornerScan(form, corner);
-    return std::fscanf(file, scan.format, scan.targets[0], scan.targets[1], scan.targets[2]);
-}
 
 // Reads a face whose "f" token has just been read: the first corner as a token, which decides the form,
 // two more corners, then as many as convert. Calls `triangle(form, a, b, c)` for each triangle of the fan
@@ -198,13 +141,14 @@ unsigned lineAtOffset(FILE* file, long offset) {
 }
 
 // Indices are used as they stand to address the arrays, so one outside 1..count would reach memory that
-// isn't the model's. Such a file is as unusable as one that can't be opened, and ends the program alike.
-void checkIndex(ObjModel* model, FILE* file, long faceOffset, const char* kind, const char* kinds, int index,
-                uint32_t count) {
-    if (index >= 1 && uint32_t(index) <= count)
+// isn't the model's. Such a file is as unusable as one that can't be opened, and ends the program alike. The
+// number is reported as the file wrote it.
+void checkIndex(ObjModel* model, FILE* file, long faceOffset, const char* kind, const char* kinds,
+                const CornerIndex& index, uint32_t count) {
+    if (index.value >= 1 && index.value <= int64_t(count))
         return;
-    std::fprintf(stderr, "error: \"%s\", line %u: %s index %d is out of range (the file has %u %s).\n",
-                 model->pathName, lineAtOffset(file, faceOffset), kind, index, count,
+    std::fprintf(stderr, "error: \"%s\", line %u: %s index %s is out of range (the file has %u %s).\n",
+                 model->pathName, lineAtOffset(file, faceOffset), kind, index.text, count,
                  count == 1 ? kind : kinds);
     std::exit(1);
 }
@@ -231,31 +175,80 @@ void appendToGroup(ObjGroup* group, uint32_t triangle) {
 }
 
 // Reads up to `width` floats into element `next` of `array`, if the first pass counted room for it. A
-// line with fewer numbers leaves the others zero.
-void readElement(FILE* file, float* array, uint32_t& next, uint32_t count, int width) {
+// line with fewer numbers leaves the others zero. Returns the element filled, or null.
+float* readElement(FILE* file, float* array, uint32_t& next, uint32_t count, int width) {
     float values[3] = {0.0f, 0.0f, 0.0f};
     if (width == 3)
         std::fscanf(file, "%f %f %f", &values[0], &values[1], &values[2]);
     else
         std::fscanf(file, "%f %f", &values[0], &values[1]);
-    if (next <= count) {
-        std::memcpy(&array[width * next], values, sizeof(float) * width);
-        ++next;
+    if (next > count)
+        return nullptr;
+    float* element = &array[width * next];
+    std::memcpy(element, values, sizeof(float) * width);
+    ++next;
+    return element;
+}
+
+// Vertices whose line gave a coordinate that is not a finite number ("nan", "inf", or one beyond the float
+// range). Such a vertex is unusable: it is kept at the origin, as a line without numbers would leave it,
+// so that no NaN reaches the mesh. Each is reported once, after the pass, when one scan of the file turns
+// all their offsets into line numbers.
+struct NonFiniteVertices {
+    uint32_t count = 0;
+    uint32_t capacity = 0;
+    uint32_t* numbers = nullptr;
+    long* offsets = nullptr;
+};
+
+void checkVertex(NonFiniteVertices& bad, float* vertex, uint32_t number, long lineOffset) {
+    if (std::isfinite(vertex[0]) && std::isfinite(vertex[1]) && std::isfinite(vertex[2]))
+        return;
+    vertex[0] = vertex[1] = vertex[2] = 0.0f;
+    if (bad.count == bad.capacity) {
+        bad.capacity = bad.capacity * 2 + 8;
+        bad.numbers = static_cast<uint32_t*>(std::realloc(bad.numbers, sizeof(uint32_t) * bad.capacity));
+        bad.offsets = static_cast<long*>(std::realloc(bad.offsets, sizeof(long) * bad.capacity));
     }
+    bad.numbers[bad.count] = number;
+    bad.offsets[bad.count] = lineOffset;
+    ++bad.count;
+}
+
+void reportNonFiniteVertices(ObjModel* model, FILE* file, NonFiniteVertices& bad) {
+    if (bad.count > 0) {
+        std::rewind(file);
+        long offset = 0;
+        unsigned line = 1;
+        for (uint32_t i = 0; i < bad.count; ++i) {
+            for (int c; offset < bad.offsets[i] && (c = std::getc(file)) != EOF; ++offset)
+                line += c == '\n';
+            std::fprintf(stderr,
+                         "error: \"%s\", line %u: vertex %u has a coordinate that is not a finite number; it "
+                         "is read as 0 0 0.\n",
+                         model->pathName, line, bad.numbers[i]);
+        }
+    }
+    std::free(bad.numbers);
+    std::free(bad.offsets);
 }
 
 void glmSecondPass(ObjModel* model, FILE* file) {
     uint32_t material = 0;
     ObjGroup* group = model->groups;
     uint32_t nextVertex = 1, nextNormal = 1, nextTexCoord = 1, triangleCount = 0;
+    NonFiniteVertices nonFinite;
     char buffer[kBufferSize];
     char word[kBufferSize];
     while (readToken(file, buffer)) {
         switch (buffer[0]) {
         case 'v':
-            if (buffer[1] == '\0')
-                readElement(file, model->vertices, nextVertex, model->vertexCount, 3);
-            else if (buffer[1] == 'n')
+            if (buffer[1] == '\0') {
+                const long lineOffset = std::ftell(file);
+                const uint32_t number = nextVertex;
+                if (float* vertex = readElement(file, model->vertices, nextVertex, model->vertexCount, 3))
+                    checkVertex(nonFinite, vertex, number, lineOffset);
+            } else if (buffer[1] == 'n')
                 readElement(file, model->normals, nextNormal, model->normalCount, 3);
             else if (buffer[1] == 't')
                 readElement(file, model->texCoords, nextTexCoord, model->texCoordCount, 2);
@@ -296,9 +289,9 @@ void glmSecondPass(ObjModel* model, FILE* file) {
                     return;
                 ObjTriangle& triangle = model->triangles[triangleCount];
                 for (int k = 0; k < 3; ++k) {
-                    triangle.vertexIndices[k] = uint32_t(corners[k]->vertex);
-                    triangle.texCoordIndices[k] = uint32_t(corners[k]->texCoord);
-                    triangle.normalIndices[k] = uint32_t(corners[k]->normal);
+                    triangle.vertexIndices[k] = uint32_t(corners[k]->vertex.value);
+                    triangle.texCoordIndices[k] = uint32_t(corners[k]->texCoord.value);
+                    triangle.normalIndices[k] = uint32_t(corners[k]->normal.value);
                 }
                 triangle.material = material;
                 appendToGroup(group, triangleCount);
@@ -312,6 +305,7 @@ void glmSecondPass(ObjModel* model, FILE* file) {
             break;
         }
     }
+    reportNonFiniteVertices(model, file, nonFinite);
 }
 
 } // namespace

@@ -9,7 +9,9 @@
 // Contract: glmReadOBJ either returns a model or ends the process with status 1 (unreadable OBJ or MTL
 // file, a token starting with 'v' that it does not know, a face index outside the file's ranges). In a
 // returned model every index of a kind that its face gives lies in 1..count of that kind; an index of a
-// kind the face does not give is 0, and element 0 of every array is zero and never written.
+// kind the face does not give is 0, and element 0 of every array is zero and never written. A vertex with a
+// coordinate that is not a finite number is reported on standard error and kept at the origin. Only regular
+// files are opened: a device or a pipe is reported as a file that can't be opened.
 
 namespace verdanium {
 

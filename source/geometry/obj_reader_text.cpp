@@ -3,7 +3,10 @@
 #include "foundation/file_path.h"
 
 #include <cstring>
+#include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace verdanium::obj_text {
 
@@ -30,7 +33,21 @@ bool firstWord(const char* text, char* word) {
 }
 
 FILE* openForReading(const char* path) {
-    return std::fopen(toOpenablePath(path).c_str(), "r");
+    // Without blocking, so that a pipe with no writer can't hold the open; the file is then checked on the
+    // very descriptor that will be read.
+    const int descriptor = open(toOpenablePath(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0)
+        return nullptr;
+    struct stat status;
+    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) ||
+        fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) & ~O_NONBLOCK) != 0) {
+        close(descriptor);
+        return nullptr;
+    }
+    FILE* file = fdopen(descriptor, "r");
+    if (!file)
+        close(descriptor);
+    return file;
 }
 
 } // namespace verdanium::obj_text

@@ -22,8 +22,10 @@ void readRestOfLine(FILE* file, char* buffer);
 // Copies the first blank-separated word of `text` into `word` (both kBufferSize long); false if none.
 bool firstWord(const char* text, char* word);
 
-// Opens a file for text reading. Paths may be written with Windows separators; only here, at the moment of
-// opening, does every backslash become a forward slash, so that callers keep and report the text as given.
+// Opens a regular file for text reading; anything else (a directory, a device, a pipe) is refused like a
+// missing file, since a device such as /dev/zero never ends and a pipe need never be written. Paths may be
+// written with Windows separators; only here, at the moment of opening, does every backslash become a forward
+// slash, so that callers keep and report the text as given.
 FILE* openForReading(const char* path);
 
 } // namespace verdanium::obj_text

@@ -98,7 +98,8 @@ void Window::createNativeWindow(const WindowSettings& requested, const PixelForm
         XSetWindowAttributes attributes{};
         attributes.colormap = colormap;
         attributes.border_pixel = 0;
-        attributes.event_mask = KeyPressMask | KeyReleaseMask | FocusChangeMask | StructureNotifyMask;
+        attributes.event_mask =
+            KeyPressMask | KeyReleaseMask | FocusChangeMask | KeymapStateMask | StructureNotifyMask;
         handle = XCreateWindow(x, root, 0, 0, requested.width, requested.height, 0, format.visual->depth,
                                InputOutput, format.visual->visual, CWColormap | CWBorderPixel | CWEventMask,
                                &attributes);

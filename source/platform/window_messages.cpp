@@ -116,6 +116,13 @@ void Window::dispatchMessages() {
                 handleMessage(event);
             continue;
         }
+        // The server sends the key map right after each FocusIn, without a window: it belongs to the
+        // window that has just been given the focus.
+        static ::Window lastFocusIn = 0;
+        if (event.type == FocusIn)
+            lastFocusIn = event.xfocus.window;
+        else if (event.type == KeymapNotify)
+            event.xkeymap.window = lastFocusIn;
         windowProcedure(event);
     }
 }
@@ -130,12 +137,26 @@ bool Window::handleMessage(XEvent& event) {
         return true;
     case FocusIn:
     case FocusOut:
-        // Grabs of the keyboard by a global hot key, and the focus moving within
-        // the window or following the pointer, leave the focus where it was.
-        if (event.xfocus.mode == NotifyGrab || event.xfocus.mode == NotifyUngrab ||
-            event.xfocus.detail == NotifyInferior || event.xfocus.detail == NotifyPointer)
+        // The focus moving within the window or following the pointer leaves it
+        // where it was.
+        if (event.xfocus.detail == NotifyInferior || event.xfocus.detail == NotifyPointer)
             return true;
+        // Another client taking the keyboard for a while (a global hot key, a
+        // screen locker) leaves the focus where it was too, but the releases made
+        // meanwhile go to that client: what is down is forgotten here, and the key
+        // map that follows the FocusIn of the ungrab says what is still held.
+        if (event.xfocus.mode == NotifyGrab || event.xfocus.mode == NotifyUngrab) {
+            if (event.type == FocusOut)
+                std::fill(std::begin(keysDown), std::end(keysDown), false);
+            return true;
+        }
         handleFocus(event.type == FocusIn);
+        return true;
+    case KeymapNotify:
+        // The keys down as the focus arrives, by key code: a key still held keeps
+        // its repeats filtered, and any other key's next press is a press.
+        for (unsigned code = 0; code < 256; ++code)
+            keysDown[code] = (event.xkeymap.key_vector[code / 8] >> (code % 8)) & 1;
         return true;
     case ClientMessage:
         if (event.xclient.message_type == xConnection()->wmProtocols && event.xclient.format == 32 &&
@@ -175,7 +196,8 @@ void Window::handleFocus(bool gained) {
     } else {
         updateCursorClip(false);
         // Releases now go to another window; a key still marked down would turn
-        // its next real press into a repeat.
+        // its next real press into a repeat. The key map that follows the next
+        // FocusIn marks the keys held as the focus comes back.
         std::fill(std::begin(keysDown), std::end(keysDown), false);
     }
     Event event{};

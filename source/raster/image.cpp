@@ -7,6 +7,7 @@
 
 #include <fstream>
 #include <iostream>
+#include <limits>
 #include <sstream>
 #include <type_traits>
 
@@ -26,12 +27,40 @@ void reportError(const std::string& text) {
     std::cerr << "error: " << text << std::endl;
 }
 
-// One header line holding a count: the whole line is read, then one decimal
+// Header lines are read with a bound, so that a file with no line feed in sight can't grow a line without
+// limit. The text kept of a line longer than `limit` is its first `limit` characters.
+enum class HeaderLine { Read, TooLong, Missing };
+
+HeaderLine readHeaderLine(std::istream& file, std::string& line, std::size_t limit) {
+    line.clear();
+    bool any = false;
+    for (int c; (c = file.get()) != std::char_traits<char>::eof();) {
+        any = true;
+        if (c == '\n')
+            return HeaderLine::Read;
+        if (line.size() == limit)
+            return HeaderLine::TooLong;
+        line.push_back(static_cast<char>(c));
+    }
+    return any ? HeaderLine::Read : HeaderLine::Missing;
+}
+
+// Lines 2 to 4: what follows the number, or the whole dummy line, is thrown away however long it is.
+constexpr std::size_t kHeaderLineLimit = 4096;
+
+bool readLongHeaderLine(std::istream& file, std::string& line) {
+    const HeaderLine read = readHeaderLine(file, line, kHeaderLineLimit);
+    if (read == HeaderLine::TooLong)
+        file.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+    return read != HeaderLine::Missing;
+}
+
+// One header line holding a count: the line is read, then one decimal
 // integer is extracted (blanks before it skipped, anything after it ignored).
 // Zero when the line is missing, not a number, out of 32-bit range or below 1.
 std::int32_t readCountLine(std::istream& file) {
     std::string line;
-    if (!std::getline(file, line))
+    if (!readLongHeaderLine(file, line))
         return 0;
     std::istringstream parser(line);
     std::int32_t value = 0;
@@ -75,8 +104,9 @@ Image::Image(const std::string& path) {
         return;
     }
     // Binary mode: a line ends at a line feed alone, so "PF\r" is three bytes and refused.
+    // Anything longer than the two letters is refused without reading further.
     std::string format;
-    if (!std::getline(file, format) || format != "PF") {
+    if (readHeaderLine(file, format, 2) != HeaderLine::Read || format != "PF") {
         reportError("could not read format string in " + quoted + ".");
         return;
     }
@@ -91,7 +121,7 @@ Image::Image(const std::string& path) {
         return;
     }
     std::string dummy;
-    if (!std::getline(file, dummy)) {
+    if (!readLongHeaderLine(file, dummy)) {
         reportError("could not read dummy line in " + quoted + ".");
         return;
     }

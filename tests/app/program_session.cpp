@@ -109,7 +109,7 @@ ProgramSession::ProgramSession(const std::string& displayName_) : displayName(di
     folder = folderTemplate;
 
     // The program finds its data three levels up, so it starts in its own folder.
-    const std::string binaryFolder = std::string(VERDANIUM_BINARY_DIR) + "/bin/release";
+    const std::string binaryFolder = VERDANIUM_PROGRAM_DIR;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addchdir_np(&actions, binaryFolder.c_str());

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "geometry/obj_reader_text.h"
+
+#include <cstdint>
+#include <cstdio>
+
+// The corners of an OBJ face. Indices are read as text, in the manner of scanf's "%d" (blanks skipped, an
+// optional sign, decimal digits) but without its undefined behaviour beyond the range of int: the value is
+// kept wide enough to tell any number out of range, and the text as the file wrote it is kept for messages.
+
+namespace verdanium::obj_text {
+
+// One index of a corner. A number too long for `text` keeps its first kBufferSize - 1 characters; `value`
+// saturates far beyond the 32-bit range, so that every out-of-range number stays out of range.
+struct CornerIndex {
+    int64_t value;
+    char text[kBufferSize];
+};
+
+// One face corner; kinds the form does not give, or that failed to convert, are 0 (written "0").
+struct Corner {
+    CornerIndex vertex;
+    CornerIndex texCoord;
+    CornerIndex normal;
+};
+
+// The form of a face, decided by its first corner and kept for all of its corners.
+enum FaceForm {
+    FaceFormVertexNormal,         // "%d//%d"
+    FaceFormVertexTexCoordNormal, // "%d/%d/%d"
+    FaceFormVertexTexCoord,       // "%d/%d"
+    FaceFormVertex,               // "%d"
+};
+
+// The form of a face by its first corner's token: "//" anywhere, then three numbers with slashes, then two.
+FaceForm faceFormOf(const char* token);
+
+// Reads the corner in `token` in `form`.
+void parseCorner(const char* token, FaceForm form, Corner* corner);
+
+// Reads the next corner from the file in `form`; returns the number of indices converted (0 at a mismatch
+// or at the end of the file). Like fscanf, it leaves the first character it could not use unread.
+int readCorner(FILE* file, FaceForm form, Corner* corner);
+
+} // namespace verdanium::obj_text
