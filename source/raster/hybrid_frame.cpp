@@ -10,15 +10,7 @@
 
 namespace verdanium {
 
-namespace {
-
-// Rasterises the scene into the targets and turns what they hold into the list
-// of covered pixels.
-void rasterizeTargets(RecursivePathTracer& r, Scene& scene) {
-    applyRasterState();
-    if (r.dirty || r.positionTexels.size() != static_cast<std::size_t>(r.width) * r.height)
-        rebuildHybridTargets(r);
-
+void drawIntoHybridTargets(RecursivePathTracer& r, Scene& scene) {
     glBindFramebuffer(GL_FRAMEBUFFER, r.gBuffer);
     const GLenum colourTargets[3] = {GL_COLOR_ATTACHMENT0, GL_COLOR_ATTACHMENT1, GL_COLOR_ATTACHMENT2};
     glDrawBuffers(3, colourTargets);
@@ -29,6 +21,18 @@ void rasterizeTargets(RecursivePathTracer& r, Scene& scene) {
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     scene.rasterize(static_cast<RenderMode>(r.renderMode), r.camera);
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
+}
+
+namespace {
+
+// Rasterises the scene into the targets and turns what they hold into the list
+// of covered pixels.
+void rasterizeTargets(RecursivePathTracer& r, Scene& scene) {
+    applyRasterState();
+    if (r.dirty || r.positionTexels.size() != static_cast<std::size_t>(r.width) * r.height)
+        rebuildHybridTargets(r);
+
+    drawIntoHybridTargets(r, scene);
 
     readBackHybridTargets(r);
     collectCoveredPixels(r.positionTexels, r.normalTexels, r.workList);

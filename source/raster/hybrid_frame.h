@@ -23,4 +23,10 @@ class Scene;
 // GL state is left as found. Stores the scene's changeCount in seenChangeCount.
 void renderHybridFrame(RecursivePathTracer& renderer, Scene& scene);
 
+// The raster step of such a frame alone: clears the three targets (a zero alpha
+// marks an uncovered pixel) and draws the scene into them, leaving framebuffer 0
+// bound. The caller brackets it with glPushAttrib/glPopAttrib and has the raster
+// state applied and the targets sized.
+void drawIntoHybridTargets(RecursivePathTracer& renderer, Scene& scene);
+
 } // namespace verdanium

@@ -4,6 +4,7 @@
 
 #include "app/program_flags.h"
 #include "raster/composite_pass.h"
+#include "raster/hybrid_frame.h"
 #include "raster/hybrid_targets.h"
 #include "raster/scene_raster_state.h"
 
@@ -36,13 +37,7 @@ std::array<double, StepCount> timedFlyingFrame(RecursivePathTracer& r, Scene& sc
     };
     glPushAttrib(kAllAttributeBits);
     applyRasterState();
-    glBindFramebuffer(GL_FRAMEBUFFER, r.gBuffer);
-    const GLenum colourTargets[3] = {GL_COLOR_ATTACHMENT0, GL_COLOR_ATTACHMENT1, GL_COLOR_ATTACHMENT2};
-    glDrawBuffers(3, colourTargets);
-    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    scene.rasterize(static_cast<RenderMode>(r.renderMode), r.camera);
-    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    drawIntoHybridTargets(r, scene);
     lap(Raster);
     readBackHybridTargets(r);
     lap(ReadBack);
