@@ -6,6 +6,7 @@
 #include "world/entity_map.h"
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace verdanium {
@@ -81,6 +82,11 @@ public:
     // the entity boxes: inside an entity the object-space ray runs from 0 to
     // infinity.
     bool occluded(const Ray& ray) const;
+
+    // Nearest hits of up to 64 rays asked together (scene_bvh_batch.cpp): on return hits[i] and bit i of the
+    // result are what intersect(rays[i], hits[i]) would have given, to the bit. Rays that leave one point
+    // with the same signs of direction (a tile's camera rays) are walked as a group, the others one by one.
+    std::uint64_t intersectBatch(std::span<const Ray> rays, std::span<Hit> hits) const;
 
 private:
     void makeNodeLayout(std::size_t first, std::size_t last);

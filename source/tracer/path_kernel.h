@@ -33,6 +33,9 @@ inline bool deeperThan(std::int32_t depth, std::uint64_t maxDepth) {
     return static_cast<std::uint64_t>(static_cast<std::int64_t>(depth)) > maxDepth;
 }
 
+template <class World>
+Vec3 traceFromHit(const RecursivePathTracer& renderer, const World& world, const Ray& ray, Hit& hit);
+
 // Why a recursion: the depth is bounded by maxDepth + 2 calls and each call holds one Hit (about 200 bytes)
 // on the worker's stack, so the call tree costs no allocation; the order of random draws within a path
 // (material, then the subtree, then the lights) falls out of the code's own order.
@@ -51,7 +54,14 @@ Vec3 tracePath(const RecursivePathTracer& renderer, const World& world, const Ra
     if (!world.intersect(ray, hit)) {
         return environmentRadiance(scene, ray, renderer.bidirectional != 0);
     }
+    return traceFromHit(renderer, world, ray, hit);
+}
 
+// The rest of tracePath once `ray` has struck the surface `hit` describes (hit.ray being the ray): the
+// bounces and direct light of that hit. Camera rays whose hits were found together for a tile enter here.
+template <class World>
+Vec3 traceFromHit(const RecursivePathTracer& renderer, const World& world, const Ray& ray, Hit& hit) {
+    const Scene& scene = sceneOf(world);
     const std::uint64_t branches = ray.depth == 0 ? renderer.secondaryBounceCount : 1;
     const Material& material = hit.entity->materials[hit.geometry->triangleMaterials[hit.firstIndex / 3]];
     Vec3 total;

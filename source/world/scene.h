@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -83,6 +84,10 @@ public:
     // Whether anything lies along a shadow ray. Its range limits only the entity
     // boxes: a mesh is tested from the object-space origin on, to infinity.
     bool occluded(const Ray& ray) const;
+    // Nearest hits of up to 64 rays asked together, such as a tile's camera
+    // rays: hits[i] and bit i of the result are what intersect(rays[i],
+    // hits[i]) would give, to the bit.
+    std::uint64_t intersectBatch(std::span<const Ray> rays, std::span<Hit> hits) const;
 
     // Draws the background, then every entity in key order, with the camera's
     // projection and this scene's view. The background writes no depth, which

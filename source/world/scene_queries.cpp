@@ -17,6 +17,16 @@ bool Scene::intersect(const Ray& ray, Hit& hit) const {
     return found;
 }
 
+std::uint64_t Scene::intersectBatch(std::span<const Ray> rays, std::span<Hit> hits) const {
+    if (!hierarchy.nodes.empty())
+        return hierarchy.intersectBatch(rays, hits);
+    std::uint64_t found = 0;
+    for (std::size_t i = 0; i < rays.size() && i < hits.size() && i < 64; ++i)
+        if (intersect(rays[i], hits[i]))
+            found |= std::uint64_t(1) << i;
+    return found;
+}
+
 bool Scene::occluded(const Ray& ray) const {
     if (!hierarchy.nodes.empty())
         return hierarchy.occluded(ray);

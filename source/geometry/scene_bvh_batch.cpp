@@ -1,0 +1,69 @@
+#include "geometry/hit.h"
+#include "geometry/ray.h"
+#include "geometry/scene_bvh.h"
+#include "geometry/shared_origin_walk.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace verdanium {
+
+namespace {
+
+bool sameOrigin(const SlabRay& a, const SlabRay& b) {
+    return std::memcmp(a.origin, b.origin, sizeof a.origin) == 0;
+}
+
+} // namespace
+
+std::uint64_t SceneBvh::intersectBatch(std::span<const Ray> rays, std::span<Hit> hits) const {
+    const std::size_t count = std::min<std::size_t>({rays.size(), hits.size(), 64});
+    SlabRay slabs[64];
+    std::uint64_t found = 0;
+    // The rays a group can take: those on which the binary walk's distances are free of NaN (see
+    // shared_origin_walk.h) and whose tMin is a number, so that the group's smallest tMin is one too.
+    std::uint64_t grouped = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        slabs[i] = makeSlabRay(rays[i]);
+        if (wide_.walksExactly(slabs[i]) && rays[i].tMin == rays[i].tMin)
+            grouped |= std::uint64_t(1) << i;
+        else if (intersect(rays[i], hits[i]))
+            found |= std::uint64_t(1) << i;
+    }
+    // One group per origin and sign octant: a tile's camera rays make one, or a few where the tile
+    // straddles an axis of the world.
+    while (grouped != 0) {
+        const int first = std::countr_zero(grouped);
+        const SlabRay& leader = slabs[first];
+        SharedOriginGroup group;
+        group.rays = rays.data();
+        group.hits = hits.data();
+        group.slabs = slabs;
+        std::copy(leader.inverse, leader.inverse + 3, group.inverseLow);
+        std::copy(leader.inverse, leader.inverse + 3, group.inverseHigh);
+        group.tMin = rays[first].tMin;
+        for (std::uint64_t left = grouped; left != 0; left &= left - 1) {
+            const int i = std::countr_zero(left);
+            const SlabRay& slab = slabs[i];
+            if (slab.octant != leader.octant || !sameOrigin(slab, leader))
+                continue;
+            group.members |= std::uint64_t(1) << i;
+            for (int axis = 0; axis < 3; ++axis) {
+                group.inverseLow[axis] = std::min(group.inverseLow[axis], slab.inverse[axis]);
+                group.inverseHigh[axis] = std::max(group.inverseHigh[axis], slab.inverse[axis]);
+            }
+            group.tMin = std::min(group.tMin, rays[i].tMin);
+        }
+        grouped &= ~group.members;
+        found |= groupIntersect(nodes, group, [&](std::uint32_t index, std::uint8_t items, int ray) {
+            bool improved = false;
+            for (std::uint32_t item = index; item < index + items; ++item)
+                improved |= intersectEntity(*leafItems[item], rays[ray], hits[ray]);
+            return improved;
+        });
+    }
+    return found;
+}
+
+} // namespace verdanium
