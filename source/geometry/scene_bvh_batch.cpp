@@ -18,8 +18,8 @@ bool sameOrigin(const SlabRay& a, const SlabRay& b) {
 } // namespace
 
 std::uint64_t SceneBvh::intersectBatch(std::span<const Ray> rays, std::span<Hit> hits) const {
-    const std::size_t count = std::min<std::size_t>({rays.size(), hits.size(), 64});
-    SlabRay slabs[64];
+    const std::size_t count = std::min<std::size_t>({rays.size(), hits.size(), std::size_t(kGroupCapacity)});
+    SlabRay slabs[kGroupCapacity];
     std::uint64_t found = 0;
     // The rays a group can take: those on which the binary walk's distances are free of NaN (see
     // shared_origin_walk.h) and whose tMin is a number, so that the group's smallest tMin is one too.
@@ -34,26 +34,14 @@ std::uint64_t SceneBvh::intersectBatch(std::span<const Ray> rays, std::span<Hit>
     // One group per origin and sign octant: a tile's camera rays make one, or a few where the tile
     // straddles an axis of the world.
     while (grouped != 0) {
-        const int first = std::countr_zero(grouped);
-        const SlabRay& leader = slabs[first];
+        const SlabRay& leader = slabs[std::countr_zero(grouped)];
         SharedOriginGroup group;
         group.rays = rays.data();
         group.hits = hits.data();
-        group.slabs = slabs;
-        std::copy(leader.inverse, leader.inverse + 3, group.inverseLow);
-        std::copy(leader.inverse, leader.inverse + 3, group.inverseHigh);
-        group.tMin = rays[first].tMin;
         for (std::uint64_t left = grouped; left != 0; left &= left - 1) {
             const int i = std::countr_zero(left);
-            const SlabRay& slab = slabs[i];
-            if (slab.octant != leader.octant || !sameOrigin(slab, leader))
-                continue;
-            group.members |= std::uint64_t(1) << i;
-            for (int axis = 0; axis < 3; ++axis) {
-                group.inverseLow[axis] = std::min(group.inverseLow[axis], slab.inverse[axis]);
-                group.inverseHigh[axis] = std::max(group.inverseHigh[axis], slab.inverse[axis]);
-            }
-            group.tMin = std::min(group.tMin, rays[i].tMin);
+            if (slabs[i].octant == leader.octant && sameOrigin(slabs[i], leader))
+                group.add(i, slabs[i]);
         }
         grouped &= ~group.members;
         found |= groupIntersect(nodes, group, [&](std::uint32_t index, std::uint8_t items, int ray) {

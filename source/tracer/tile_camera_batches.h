@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <concepts>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -65,12 +66,14 @@ void traceTileInBatches(RecursivePathTracer& renderer, const World& world, std::
     if (strip.size() < kBatchColumns * rows)
         strip.resize(kBatchColumns * rows);
 
+    // Made once per tile: a batch resets only the members a query reads and writes, the fields of
+    // CameraFirstHit and `complete`, where a Hit made anew would clear some 200 bytes per ray.
+    Ray rays[kBatchColumns * kBatchRows];
+    Hit hits[kBatchColumns * kBatchRows];
     for (std::uint64_t stripX = x0; stripX < x1; stripX += kBatchColumns) {
         const std::uint64_t stripEnd = std::min(x1, stripX + kBatchColumns);
         for (std::uint64_t batchY = y0; batchY < y1; batchY += kBatchRows) {
             const std::uint64_t batchEnd = std::min(y1, batchY + kBatchRows);
-            Ray rays[kBatchColumns * kBatchRows];
-            Hit hits[kBatchColumns * kBatchRows];
             std::size_t count = 0;
             for (std::uint64_t x = stripX; x < stripEnd; ++x) {
                 for (std::uint64_t y = batchY; y < batchEnd; ++y) {
@@ -78,8 +81,14 @@ void traceTileInBatches(RecursivePathTracer& renderer, const World& world, std::
                     cameraRay.countsLights = true;
                     pixelRay(renderer.camera, static_cast<float>(x), static_cast<float>(y), cameraRay);
                     rays[count] = toObjectSpace(scene.camera.checkedInverse(), cameraRay);
-                    hits[count].ray = rays[count];
-                    ++count;
+                    Hit& hit = hits[count++];
+                    hit.entity = nullptr;
+                    hit.geometry = nullptr;
+                    hit.firstIndex = ~std::uint64_t(0);
+                    hit.u = 0.0f;
+                    hit.v = 0.0f;
+                    hit.t = std::numeric_limits<float>::infinity();
+                    hit.complete = false;
                 }
             }
             const std::uint64_t found =
@@ -101,16 +110,29 @@ void traceTileInBatches(RecursivePathTracer& renderer, const World& world, std::
             }
         }
 
+        // The paths, pixel by pixel in the strip's order; the pixel `kAhead` places further on is followed
+        // by (aheadX, aheadY).
+        constexpr std::uint64_t kAhead = 8;
         const std::uint64_t pixels = (stripEnd - stripX) * rows;
+        std::uint64_t aheadX = stripX + kAhead / rows;
+        std::uint64_t aheadY = y0 + kAhead % rows;
+        std::uint64_t x = stripX;
+        std::uint64_t y = y0;
         for (std::uint64_t j = 0; j < pixels; ++j) {
-            // Most camera rays leave the scene, and their background texel is a cache miss: load the texel of
-            // a pixel a few ahead while this one is traced.
-            constexpr std::uint64_t kPrefetchAhead = 4;
-            if (scene.background && j + kPrefetchAhead < pixels && !strip[j + kPrefetchAhead].entity)
-                scene.background->prefetchRadiance(strip[j + kPrefetchAhead].direction);
+            // Most camera rays leave the scene at once, and then a pixel costs little but two cache misses:
+            // its background texel and its element of the sums (a column steps through the sums by a whole
+            // row). Both are loaded for a pixel a few ahead while this one is traced.
+            if (j + kAhead < pixels) {
+                const CameraFirstHit& ahead = strip[j + kAhead];
+                if (scene.background && !ahead.entity)
+                    scene.background->prefetchRadiance(ahead.direction);
+                __builtin_prefetch(&sums[aheadY * width + aheadX], 1);
+                if (++aheadY == y1) {
+                    aheadY = y0;
+                    ++aheadX;
+                }
+            }
             const CameraFirstHit& first = strip[j];
-            const std::uint64_t x = stripX + j / rows;
-            const std::uint64_t y = y0 + j % rows;
             Ray ray;
             ray.origin = first.origin;
             ray.direction = first.direction;
@@ -131,6 +153,10 @@ void traceTileInBatches(RecursivePathTracer& renderer, const World& world, std::
                 radiance = traceFromHit(renderer, world, ray, hit);
             }
             sums[y * width + x] += Vec4(radiance, 1.0f);
+            if (++y == y1) {
+                y = y0;
+                ++x;
+            }
         }
     }
 }

@@ -140,8 +140,8 @@ TEST_F(SceneQueryOracle, RaysFromTheShipsTouchingPartsAnswerAsTheReferenceWalk) 
 // Batches of rays from one point, like a tile's camera rays, aimed at an entity with a spread that may
 // straddle axes: from the camera, from a node's corner (in three box planes) and from the middle of a node's
 // face. Members are spoilt in turn: a direction component of +0 or -0 (rays in box planes), NaN or infinite
-// (with our mesh walk: Embree refuses them), a zero direction, an origin an ulp away, a NaN tMin, an empty
-// range, a hit already found nearer; and the batches run from 0 to 64 rays.
+// (with our mesh walk: Embree refuses them), a zero direction, an origin an ulp away, a NaN tMin, a tMin
+// near or past the target, an empty range, a hit already found nearer; and the batches run from 0 to 64 rays.
 TEST_F(SceneQueryOracle, RayBatchesAnswerAsTheReferenceWalk) {
     const std::vector<BvhNode>& nodes = scene->hierarchy.nodes;
     bvh_test::RandomRays random(11, 1.0f, 1.0f);
@@ -182,6 +182,8 @@ TEST_F(SceneQueryOracle, RayBatchesAnswerAsTheReferenceWalk) {
                     ray.tMax = -1.0f;
                 else if (spoilt == 9)
                     hits[i].t = random.uniform(0.0f, 2.0f);
+                else if (spoilt == 10) // t = 1 at the target's centre
+                    ray.tMin = random.uniform(0.0f, 2.0f);
             }
             world.intersectBatch(std::span<const Ray>(rays, count), std::span<Hit>(hits, count));
         }
