@@ -56,6 +56,8 @@ inline constexpr std::uint64_t kBatchRows = 8;
 template <class World>
 void traceTileInBatches(RecursivePathTracer& renderer, const World& world, std::uint64_t x0, std::uint64_t y0,
                         std::uint64_t x1, std::uint64_t y1) {
+    if (x0 >= x1 || y0 >= y1)
+        return;
     const Scene& scene = sceneOf(world);
     const std::uint64_t width = renderer.width;
     const std::uint64_t rows = y1 - y0;
