@@ -159,8 +159,9 @@ inline float largestLimit(const SharedOriginGroup& group) {
 }
 
 // The group's nearest-hit walk over `nodes` (whose inner boxes are the unions of their children's, with
-// finite planes and none inside out). leaf(index, count, ray) tests the items of one leaf for member `ray`
-// against its hit and returns whether the hit improved. Returns the members whose hit improved.
+// finite planes and none inside out). leaf(index, count, entering) tests the items of one leaf, in order, for
+// each member in the set `entering` against its own hit, and returns the set of those whose hit improved.
+// Returns the members whose hit improved.
 template <typename Leaf>
 std::uint64_t groupIntersect(std::span<const BvhNode> nodes, SharedOriginGroup& group, Leaf&& leaf) {
     if (nodes.empty() || group.members == 0)
@@ -179,13 +180,11 @@ std::uint64_t groupIntersect(std::span<const BvhNode> nodes, SharedOriginGroup& 
                 current = rightFirst ? node.index : current + 1;
                 continue;
             }
-            std::uint64_t improved = 0;
-            for (std::uint64_t left = membersEnteringBox(node, group); left != 0; left &= left - 1) {
+            const std::uint64_t entering = membersEnteringBox(node, group);
+            const std::uint64_t improved = entering != 0 ? leaf(node.index, node.count, entering) : 0;
+            for (std::uint64_t left = improved; left != 0; left &= left - 1) {
                 const int i = std::countr_zero(left);
-                if (leaf(node.index, node.count, i)) {
-                    improved |= std::uint64_t(1) << i;
-                    group.limit[i] = walkLimit(group.rays[i], group.hits[i]);
-                }
+                group.limit[i] = walkLimit(group.rays[i], group.hits[i]);
             }
             if (improved != 0) {
                 found |= improved;
