@@ -51,8 +51,8 @@ inline constexpr std::uint64_t kBatchRows = 8;
 // queries move: they carry no random draw, so they can run ahead, batch by batch, for a strip of 8 columns,
 // before the strip's paths are traced.
 //
-// Two things a caller can see differ from the per-pixel loop, both only on failure: a singular camera or
-// entity transform raises its error before, not after, the earlier pixels of the strip got their samples.
+// One thing a caller can see differs from the per-pixel loop, and only on failure: a singular camera or
+// entity transform raises its error before, not after, the earlier pixels of its strip got their samples.
 template <class World>
 void traceTileInBatches(RecursivePathTracer& renderer, const World& world, std::uint64_t x0, std::uint64_t y0,
                         std::uint64_t x1, std::uint64_t y1) {
