@@ -10,27 +10,28 @@ namespace {
 // Far beyond any count of 32 bits, and far from overflowing when one more digit is added.
 constexpr int64_t kSaturatedIndex = int64_t(1) << 40;
 
-// Characters from a file or from a token, with one character of push-back, as scanf has.
+// Characters from a file's text or from a token, with one character of push-back, as scanf has. A token
+// ends at its NUL; a file's text goes on through NUL bytes, as getc does.
 class CharSource {
 public:
-    explicit CharSource(FILE* file_) : file(file_) {}
+    explicit CharSource(TextCursor& file_) : file(&file_) {}
     explicit CharSource(const char* text_) : text(text_) {}
     int get() {
         if (file)
-            return std::getc(file);
+            return file->get();
         return text[position] ? static_cast<unsigned char>(text[position++]) : EOF;
     }
     void unget(int c) {
         if (c == EOF)
             return;
         if (file)
-            std::ungetc(c, file);
+            file->unget(c);
         else
             --position;
     }
 
 private:
-    FILE* file = nullptr;
+    TextCursor* file = nullptr;
     const char* text = nullptr;
     size_t position = 0;
 };
@@ -137,7 +138,7 @@ void parseCorner(const char* token, FaceForm form, Corner* corner) {
     scan(in, form, corner);
 }
 
-int readCorner(FILE* file, FaceForm form, Corner* corner) {
+int readCorner(TextCursor& file, FaceForm form, Corner* corner) {
     CharSource in(file);
     return scan(in, form, corner);
 }

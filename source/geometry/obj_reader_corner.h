@@ -3,7 +3,6 @@
 #include "geometry/obj_reader_text.h"
 
 #include <cstdint>
-#include <cstdio>
 
 // The corners of an OBJ face. Indices are read as text, in the manner of scanf's "%d" (blanks skipped, an
 // optional sign, decimal digits) but without its undefined behaviour beyond the range of int: the value is
@@ -39,8 +38,8 @@ FaceForm faceFormOf(const char* token);
 // Reads the corner in `token` in `form`.
 void parseCorner(const char* token, FaceForm form, Corner* corner);
 
-// Reads the next corner from the file in `form`; returns the number of indices converted (0 at a mismatch
-// or at the end of the file). Like fscanf, it leaves the first character it could not use unread.
-int readCorner(FILE* file, FaceForm form, Corner* corner);
+// Reads the next corner from the file's text in `form`; returns the number of indices converted (0 at a
+// mismatch or at the end of the file). Like fscanf, it leaves the first character it could not use unread.
+int readCorner(TextCursor& file, FaceForm form, Corner* corner);
 
 } // namespace verdanium::obj_text
