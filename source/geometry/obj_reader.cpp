@@ -141,8 +141,8 @@ void checkIndex(ObjModel* model, const TextCursor& file, size_t faceOffset, cons
                 const char* kinds, const CornerIndex& index, uint32_t count) {
     if (index.value >= 1 && index.value <= int64_t(count))
         return;
-    std::fprintf(stderr, "error: \"%s\", line %u: %s index %s is out of range (the file has %u %s).\n",
-                 model->pathName, lineAtOffset(file, faceOffset), kind, index.text, count,
+    std::fprintf(stderr, "error: \"%s\", line %u: %s index %.*s is out of range (the file has %u %s).\n",
+                 model->pathName, lineAtOffset(file, faceOffset), kind, index.length, index.text, count,
                  count == 1 ? kind : kinds);
     std::exit(1);
 }

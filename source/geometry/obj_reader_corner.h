@@ -10,11 +10,13 @@
 
 namespace verdanium::obj_text {
 
-// One index of a corner. A number too long for `text` keeps its first kBufferSize - 1 characters; `value`
-// saturates far beyond the 32-bit range, so that every out-of-range number stays out of range.
+// One index of a corner. `text` points at the number as written (sign included) in the text it was read
+// from, which outlives the face; a number longer than kBufferSize - 1 characters keeps only that many.
+// `value` saturates far beyond the 32-bit range, so that every out-of-range number stays out of range.
 struct CornerIndex {
     int64_t value;
-    char text[kBufferSize];
+    const char* text;
+    int length;
 };
 
 // One face corner; kinds the form does not give, or that failed to convert, are 0 (written "0").
@@ -35,7 +37,7 @@ enum FaceForm {
 // The form of a face by its first corner's token: "//" anywhere, then three numbers with slashes, then two.
 FaceForm faceFormOf(const char* token);
 
-// Reads the corner in `token` in `form`.
+// Reads the corner in `token` in `form`; the corner's texts point into `token`.
 void parseCorner(const char* token, FaceForm form, Corner* corner);
 
 // Reads the next corner from the file's text in `form`; returns the number of indices converted (0 at a

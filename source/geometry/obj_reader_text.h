@@ -17,14 +17,6 @@ constexpr int kBufferSize = 128;
 struct TextCursor {
     std::string text;
     std::size_t position = 0;
-
-    // The next character as getc gives it (an unsigned char value), or EOF at the end.
-    int get() { return position < text.size() ? static_cast<unsigned char>(text[position++]) : EOF; }
-    // Puts back the character get returned last, as ungetc does; nothing for EOF.
-    void unget(int c) {
-        if (c != EOF)
-            --position;
-    }
 };
 
 // The blanks of scanf in the C locale, the program's only one: space, tab, line feed, vertical tab, form
