@@ -1,13 +1,15 @@
-// The OBJ half of the reader. The file is read twice: the first pass counts vertices, faces and groups
-// (and reads the material library), the second fills arrays of exactly the counted size.
+// The OBJ half of the reader. The file's text is walked twice: the first pass counts vertices, faces and
+// groups (and reads the material library), the second fills arrays of exactly the counted size.
 //
-// Tests look at the first one or two characters of a token only, and a face ends where fscanf stops at
-// the next line's first letter: there is no line structure beyond what skipping and fgets give.
+// Tests look at the first one or two characters of a token only, and a face ends where scanning stops at
+// the next line's first letter: there is no line structure beyond what skipping and line reads give.
 
 #include "geometry/obj_reader.h"
 #include "geometry/obj_reader_corner.h"
+#include "geometry/obj_reader_number.h"
 #include "geometry/obj_reader_text.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -24,7 +26,7 @@ namespace {
 // around the first corner: a triangle's first corner is the first of the one before, its second the third of
 // the one before. Both passes read faces through here, so that they consume exactly the same text.
 template <typename TriangleSink>
-void readFace(FILE* file, TriangleSink&& triangle) {
+void readFace(TextCursor& file, TriangleSink&& triangle) {
     char token[kBufferSize] = "";
     readToken(file, token);
     FaceForm form = faceFormOf(token);
@@ -43,7 +45,7 @@ void readFace(FILE* file, TriangleSink&& triangle) {
 
 // Reads a `g` line's name: the rest of the line with its last character (the newline) cut off, so that
 // the blank after `g` stays part of the name.
-void readGroupName(FILE* file, char* name) {
+void readGroupName(TextCursor& file, char* name) {
     readRestOfLine(file, name);
     size_t length = std::strlen(name);
     if (length > 0)
@@ -69,7 +71,7 @@ ObjGroup* glmAddGroup(ObjModel* model, const char* name) {
     return group;
 }
 
-void glmFirstPass(ObjModel* model, FILE* file) {
+void glmFirstPass(ObjModel* model, TextCursor& file) {
     ObjGroup* group = glmAddGroup(model, "default");
     uint32_t vertexCount = 0, normalCount = 0, texCoordCount = 0, triangleCount = 0;
     char buffer[kBufferSize];
@@ -127,33 +129,26 @@ void glmFirstPass(ObjModel* model, FILE* file) {
     }
 }
 
-unsigned lineAtOffset(FILE* file, long offset) {
-    std::rewind(file);
-    unsigned line = 1;
-    for (long i = 0; i < offset; ++i) {
-        int c = std::getc(file);
-        if (c == EOF)
-            break;
-        if (c == '\n')
-            ++line;
-    }
-    return line;
+unsigned lineAtOffset(const TextCursor& file, size_t offset) {
+    const char* text = file.text.data();
+    return 1 + unsigned(std::count(text, text + std::min(offset, file.text.size()), '\n'));
 }
 
 // Indices are used as they stand to address the arrays, so one outside 1..count would reach memory that
 // isn't the model's. Such a file is as unusable as one that can't be opened, and ends the program alike. The
 // number is reported as the file wrote it.
-void checkIndex(ObjModel* model, FILE* file, long faceOffset, const char* kind, const char* kinds,
-                const CornerIndex& index, uint32_t count) {
+void checkIndex(ObjModel* model, const TextCursor& file, size_t faceOffset, const char* kind,
+                const char* kinds, const CornerIndex& index, uint32_t count) {
     if (index.value >= 1 && index.value <= int64_t(count))
         return;
-    std::fprintf(stderr, "error: \"%s\", line %u: %s index %s is out of range (the file has %u %s).\n",
-                 model->pathName, lineAtOffset(file, faceOffset), kind, index.text, count,
+    std::fprintf(stderr, "error: \"%s\", line %u: %s index %.*s is out of range (the file has %u %s).\n",
+                 model->pathName, lineAtOffset(file, faceOffset), kind, index.length, index.text, count,
                  count == 1 ? kind : kinds);
     std::exit(1);
 }
 
-void checkCorner(ObjModel* model, FILE* file, long faceOffset, FaceForm form, const Corner& corner) {
+void checkCorner(ObjModel* model, const TextCursor& file, size_t faceOffset, FaceForm form,
+                 const Corner& corner) {
     checkIndex(model, file, faceOffset, "vertex", "vertices", corner.vertex, model->vertexCount);
     if (form == FaceFormVertexTexCoordNormal || form == FaceFormVertexTexCoord) {
         checkIndex(model, file, faceOffset, "texture coordinate", "texture coordinates", corner.texCoord,
@@ -176,12 +171,9 @@ void appendToGroup(ObjGroup* group, uint32_t triangle) {
 
 // Reads up to `width` floats into element `next` of `array`, if the first pass counted room for it. A
 // line with fewer numbers leaves the others zero. Returns the element filled, or null.
-float* readElement(FILE* file, float* array, uint32_t& next, uint32_t count, int width) {
+float* readElement(TextCursor& file, float* array, uint32_t& next, uint32_t count, int width) {
     float values[3] = {0.0f, 0.0f, 0.0f};
-    if (width == 3)
-        std::fscanf(file, "%f %f %f", &values[0], &values[1], &values[2]);
-    else
-        std::fscanf(file, "%f %f", &values[0], &values[1]);
+    readFloats(file, values, width);
     if (next > count)
         return nullptr;
     float* element = &array[width * next];
@@ -198,31 +190,30 @@ struct NonFiniteVertices {
     uint32_t count = 0;
     uint32_t capacity = 0;
     uint32_t* numbers = nullptr;
-    long* offsets = nullptr;
+    size_t* offsets = nullptr;
 };
 
-void checkVertex(NonFiniteVertices& bad, float* vertex, uint32_t number, long lineOffset) {
+void checkVertex(NonFiniteVertices& bad, float* vertex, uint32_t number, size_t lineOffset) {
     if (std::isfinite(vertex[0]) && std::isfinite(vertex[1]) && std::isfinite(vertex[2]))
         return;
     vertex[0] = vertex[1] = vertex[2] = 0.0f;
     if (bad.count == bad.capacity) {
         bad.capacity = bad.capacity * 2 + 8;
         bad.numbers = static_cast<uint32_t*>(std::realloc(bad.numbers, sizeof(uint32_t) * bad.capacity));
-        bad.offsets = static_cast<long*>(std::realloc(bad.offsets, sizeof(long) * bad.capacity));
+        bad.offsets = static_cast<size_t*>(std::realloc(bad.offsets, sizeof(size_t) * bad.capacity));
     }
     bad.numbers[bad.count] = number;
     bad.offsets[bad.count] = lineOffset;
     ++bad.count;
 }
 
-void reportNonFiniteVertices(ObjModel* model, FILE* file, NonFiniteVertices& bad) {
+void reportNonFiniteVertices(ObjModel* model, const TextCursor& file, NonFiniteVertices& bad) {
     if (bad.count > 0) {
-        std::rewind(file);
-        long offset = 0;
+        size_t offset = 0;
         unsigned line = 1;
         for (uint32_t i = 0; i < bad.count; ++i) {
-            for (int c; offset < bad.offsets[i] && (c = std::getc(file)) != EOF; ++offset)
-                line += c == '\n';
+            for (; offset < bad.offsets[i] && offset < file.text.size(); ++offset)
+                line += file.text[offset] == '\n';
             std::fprintf(stderr,
                          "error: \"%s\", line %u: vertex %u has a coordinate that is not a finite number; it "
                          "is read as 0 0 0.\n",
@@ -233,7 +224,7 @@ void reportNonFiniteVertices(ObjModel* model, FILE* file, NonFiniteVertices& bad
     std::free(bad.offsets);
 }
 
-void glmSecondPass(ObjModel* model, FILE* file) {
+void glmSecondPass(ObjModel* model, TextCursor& file) {
     uint32_t material = 0;
     ObjGroup* group = model->groups;
     uint32_t nextVertex = 1, nextNormal = 1, nextTexCoord = 1, triangleCount = 0;
@@ -244,7 +235,7 @@ void glmSecondPass(ObjModel* model, FILE* file) {
         switch (buffer[0]) {
         case 'v':
             if (buffer[1] == '\0') {
-                const long lineOffset = std::ftell(file);
+                const size_t lineOffset = file.position;
                 const uint32_t number = nextVertex;
                 if (float* vertex = readElement(file, model->vertices, nextVertex, model->vertexCount, 3))
                     checkVertex(nonFinite, vertex, number, lineOffset);
@@ -279,7 +270,7 @@ void glmSecondPass(ObjModel* model, FILE* file) {
             group->material = material;
             break;
         case 'f': {
-            long faceOffset = std::ftell(file);
+            const size_t faceOffset = file.position;
             readFace(file, [&](FaceForm form, const Corner& a, const Corner& b, const Corner& c) {
                 const Corner* corners[3] = {&a, &b, &c};
                 for (const Corner* corner : corners)
@@ -311,8 +302,8 @@ void glmSecondPass(ObjModel* model, FILE* file) {
 } // namespace
 
 ObjModel* glmReadOBJ(const char* path) {
-    FILE* file = openForReading(path);
-    if (!file) {
+    TextCursor file;
+    if (!readTextFile(path, file)) {
         std::fprintf(stderr, "glmReadOBJ() failed: can't open data file \"%s\".\n", path);
         std::exit(1);
     }
@@ -333,9 +324,8 @@ ObjModel* glmReadOBJ(const char* path) {
             static_cast<float*>(std::calloc(2 * (size_t(model->texCoordCount) + 1), sizeof(float)));
     }
 
-    std::rewind(file);
+    file.position = 0;
     glmSecondPass(model, file);
-    std::fclose(file);
     return model;
 }
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 
 // A small reader of Wavefront OBJ and MTL text files, kept deliberately procedural: plain records from
-// malloc, strings from strdup, read with the C standard input functions. A model lives only as long as
-// the Geometry that copies what it needs out of it.
+// malloc, strings from strdup, read by the rules of the C standard input functions. A model lives only as
+// long as the Geometry that copies what it needs out of it.
 //
 // Contract: glmReadOBJ either returns a model or ends the process with status 1 (unreadable OBJ or MTL
 // file, a token starting with 'v' that it does not know, a face index outside the file's ranges). In a

@@ -1,6 +1,6 @@
 #include "geometry/obj_reader_corner.h"
 
-#include <cctype>
+#include <algorithm>
 #include <cstring>
 
 namespace verdanium::obj_text {
@@ -10,34 +10,32 @@ namespace {
 // Far beyond any count of 32 bits, and far from overflowing when one more digit is added.
 constexpr int64_t kSaturatedIndex = int64_t(1) << 40;
 
-// Characters from a file or from a token, with one character of push-back, as scanf has.
+// Characters from a range of text, with one character of push-back, as scanf has. A token's range ends at
+// its NUL; a file's text goes on through NUL bytes, as getc does.
 class CharSource {
 public:
-    explicit CharSource(FILE* file_) : file(file_) {}
-    explicit CharSource(const char* text_) : text(text_) {}
-    int get() {
-        if (file)
-            return std::getc(file);
-        return text[position] ? static_cast<unsigned char>(text[position++]) : EOF;
-    }
+    CharSource(const char* begin, const char* end_) : next(begin), end(end_) {}
+    explicit CharSource(const char* token) : CharSource(token, token + std::strlen(token)) {}
+    int get() { return next < end ? static_cast<unsigned char>(*next++) : EOF; }
     void unget(int c) {
-        if (c == EOF)
-            return;
-        if (file)
-            std::ungetc(c, file);
-        else
-            --position;
+        if (c != EOF)
+            --next;
     }
+    const char* position() const { return next; }
 
 private:
-    FILE* file = nullptr;
-    const char* text = nullptr;
-    size_t position = 0;
+    const char* next;
+    const char* end;
 };
+
+bool isDigit(int c) {
+    return c >= '0' && c <= '9';
+}
 
 void clear(CornerIndex* index) {
     index->value = 0;
-    std::strcpy(index->text, "0");
+    index->text = "0";
+    index->length = 1;
 }
 
 // "%d": blanks, an optional sign, at least one digit. False, with nothing stored, when no digit comes.
@@ -45,29 +43,24 @@ bool scanIndex(CharSource& in, CornerIndex* index) {
     int c;
     do {
         c = in.get();
-    } while (c != EOF && std::isspace(c));
-    char text[kBufferSize];
-    size_t length = 0;
+    } while (isBlank(c));
+    const char* text = in.position() - 1;
     bool negative = false;
     if (c == '+' || c == '-') {
         negative = c == '-';
-        text[length++] = char(c);
         c = in.get();
     }
-    if (c == EOF || !std::isdigit(c)) {
+    if (!isDigit(c)) {
         in.unget(c);
         return false;
     }
     int64_t value = 0;
-    for (; c != EOF && std::isdigit(c); c = in.get()) {
-        if (length < sizeof text - 1)
-            text[length++] = char(c);
+    for (; isDigit(c); c = in.get())
         value = value < kSaturatedIndex ? value * 10 + (c - '0') : kSaturatedIndex;
-    }
     in.unget(c);
-    text[length] = '\0';
     index->value = negative ? -value : value;
-    std::memcpy(index->text, text, length + 1);
+    index->text = text;
+    index->length = int(std::min<std::ptrdiff_t>(in.position() - text, kBufferSize - 1));
     return true;
 }
 
@@ -137,9 +130,12 @@ void parseCorner(const char* token, FaceForm form, Corner* corner) {
     scan(in, form, corner);
 }
 
-int readCorner(FILE* file, FaceForm form, Corner* corner) {
-    CharSource in(file);
-    return scan(in, form, corner);
+int readCorner(TextCursor& file, FaceForm form, Corner* corner) {
+    const char* text = file.text.data();
+    CharSource in(text + file.position, text + file.text.size());
+    const int converted = scan(in, form, corner);
+    file.position = size_t(in.position() - text);
+    return converted;
 }
 
 } // namespace verdanium::obj_text

@@ -2,6 +2,7 @@
 // letter of each line, the second filling them.
 
 #include "geometry/obj_reader.h"
+#include "geometry/obj_reader_number.h"
 #include "geometry/obj_reader_text.h"
 
 #include <cstdio>
@@ -56,7 +57,7 @@ void freeMaterials(ObjModel* model) {
     model->materialCount = 0;
 }
 
-uint32_t countMaterials(FILE* file) {
+uint32_t countMaterials(TextCursor& file) {
     char buffer[kBufferSize];
     uint32_t count = 1; // the implicit "default" material ahead of the file's own
     while (readToken(file, buffer)) {
@@ -67,12 +68,12 @@ uint32_t countMaterials(FILE* file) {
     return count;
 }
 
-void readColour(FILE* file, float* colour) {
+void readColour(TextCursor& file, float* colour) {
     // Only the first three lanes: the fourth keeps its initial value.
-    std::fscanf(file, "%f %f %f", &colour[0], &colour[1], &colour[2]);
+    readFloats(file, colour, 3);
 }
 
-void readMapName(FILE* file, char*& map) {
+void readMapName(TextCursor& file, char*& map) {
     char rest[kBufferSize];
     char word[kBufferSize];
     readRestOfLine(file, rest);
@@ -82,7 +83,7 @@ void readMapName(FILE* file, char*& map) {
     map = strdup(word);
 }
 
-void fillMaterials(ObjModel* model, FILE* file) {
+void fillMaterials(ObjModel* model, TextCursor& file) {
     char buffer[kBufferSize];
     char word[kBufferSize];
     uint32_t current = 0;
@@ -101,12 +102,12 @@ void fillMaterials(ObjModel* model, FILE* file) {
             break;
         case 'N':
             // Any token of this letter, Ni as well as Ns: the last one in a material wins.
-            std::fscanf(file, "%f", &material.shininess);
+            readFloat(file, &material.shininess);
             material.shininess *= 0.001f;
             material.shininess *= 128.0f;
             break;
         case 'i':
-            std::fscanf(file, "%d", &material.illum);
+            readInt(file, &material.illum);
             break;
         case 'm':
             if (std::strncmp(buffer, "map_Kd", 6) == 0)
@@ -141,8 +142,8 @@ void fillMaterials(ObjModel* model, FILE* file) {
 
 void glmReadMTL(ObjModel* model, const char* name) {
     char* path = libraryPath(model->pathName, name);
-    FILE* file = openForReading(path);
-    if (!file) {
+    TextCursor file;
+    if (!readTextFile(path, file)) {
         std::fprintf(stderr, "glmReadMTL() failed: can't open material file \"%s\".\n", path);
         std::exit(1);
     }
@@ -150,7 +151,7 @@ void glmReadMTL(ObjModel* model, const char* name) {
 
     freeMaterials(model);
     model->materialCount = countMaterials(file);
-    std::rewind(file);
+    file.position = 0;
 
     model->materials = static_cast<ObjMaterial*>(std::malloc(sizeof(ObjMaterial) * model->materialCount));
     for (uint32_t i = 0; i < model->materialCount; ++i)
@@ -158,7 +159,6 @@ void glmReadMTL(ObjModel* model, const char* name) {
     model->materials[0].name = strdup("default");
 
     fillMaterials(model, file);
-    std::fclose(file);
 }
 
 } // namespace verdanium
