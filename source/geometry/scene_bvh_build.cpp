@@ -133,7 +133,11 @@ void SceneBvh::buildCaptured() {
         node.upper = box.upper;
     }
     mapIndexOf_.swap(nextMapIndexOf_);
-    wide_.build(nodes);
+    // The shape of the tree depends on the count alone.
+    if (freshLayout)
+        wide_.build(nodes);
+    else
+        wide_.refit(nodes);
 }
 
 // The nodes of a tree over [first, last) in pre-order: leaf ranges and
