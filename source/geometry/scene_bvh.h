@@ -83,6 +83,8 @@ public:
     bool occluded(const Ray& ray) const;
 
 private:
+    void gatherArrangement();
+    void resumeRootAxisArrangement();
     void makeNodeLayout(std::size_t first, std::size_t last);
     void makeCentroidBoxes(std::size_t firstNode, std::size_t endNode);
     void splitNodes(bool freshLayout);
@@ -117,6 +119,13 @@ private:
     std::vector<SplitRecord> straddling_;
     std::vector<std::uint32_t> histogram_;
     std::vector<EntityPrimitive> inMapOrder_;
+    // Per root axis, the arrangement (as mapIndexOf_) and the node axes of the
+    // last build whose root split on it; empty when there is none for this count.
+    struct RootAxisArrangement {
+        std::vector<std::uint32_t> mapIndexOf;
+        std::vector<std::uint8_t> axes;
+    };
+    RootAxisArrangement rootAxisArrangements_[3];
     // Map positions of the entities to capture again before the build.
     std::vector<std::uint32_t> recapture_;
     // Some centroid coordinate is NaN: then every node takes the plain

@@ -69,6 +69,8 @@ void SceneBvh::buildCaptured() {
     const std::size_t nodeCount = count == 0 ? 1 : 2 * count - 1;
     const bool freshLayout = nodes.size() != nodeCount || mapIndexOf_.size() != count;
     if (freshLayout) {
+        for (RootAxisArrangement& kept : rootAxisArrangements_)
+            kept.mapIndexOf.clear();
         nodes.clear();
         nodeRanges_.clear();
         // Four per primitive, as at the mesh level, though only 2n - 1 are used.
@@ -79,28 +81,16 @@ void SceneBvh::buildCaptured() {
             mapIndexOf_[i] = static_cast<std::uint32_t>(i);
     }
 
-    // The primitives are gathered in the last arrangement, the one pass that
-    // reads them out of map order, so that the leaves, whose order differs
-    // from it only where records moved, find theirs nearly in sequence.
-    records_.resize(count);
-    arranged_.resize(count);
-    constexpr std::size_t kGatherLookahead = 8;
-    bool anyNan = false;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (i + kGatherLookahead < count)
-            __builtin_prefetch(&inMapOrder_[mapIndexOf_[i + kGatherLookahead]]);
-        const EntityPrimitive& primitive = inMapOrder_[mapIndexOf_[i]];
-        const Vec3& centroid = primitive.centroid;
-        anyNan |= std::isnan(centroid.x) | std::isnan(centroid.y) | std::isnan(centroid.z);
-        arranged_[i] = primitive;
-        records_[i] = SplitRecord{{centroid.x, centroid.y, centroid.z}, static_cast<std::uint32_t>(i)};
+    gatherArrangement();
+    centroidBoxes_.resize(nodeCount);
+    if (!freshLayout && !anyNan_ && count >= 2) {
+        makeCentroidBoxes(0, nodeCount);
+        resumeRootAxisArrangement();
     }
-    anyNan_ = anyNan;
     // One spare slot each: a split's stray write may land just past its range.
     splitOutput_.resize(count + 1);
     straddling_.resize(count + 1);
     histogram_.resize(kMaxBuckets);
-    centroidBoxes_.resize(nodeCount);
     nextMapIndexOf_.resize(count);
     primitives.resize(count);
     leafItems.resize(count);
@@ -138,6 +128,56 @@ void SceneBvh::buildCaptured() {
         wide_.build(nodes);
     else
         wide_.refit(nodes);
+}
+
+// Gathers the primitives in the last arrangement, the one pass that reads them
+// out of map order, so that the leaves, whose order differs from it only where
+// records moved, find theirs nearly in sequence.
+void SceneBvh::gatherArrangement() {
+    const std::size_t count = inMapOrder_.size();
+    records_.resize(count);
+    arranged_.resize(count);
+    constexpr std::size_t kGatherLookahead = 8;
+    bool anyNan = false;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i + kGatherLookahead < count)
+            __builtin_prefetch(&inMapOrder_[mapIndexOf_[i + kGatherLookahead]]);
+        const EntityPrimitive& primitive = inMapOrder_[mapIndexOf_[i]];
+        const Vec3& centroid = primitive.centroid;
+        anyNan |= std::isnan(centroid.x) | std::isnan(centroid.y) | std::isnan(centroid.z);
+        arranged_[i] = primitive;
+        records_[i] = SplitRecord{{centroid.x, centroid.y, centroid.z}, static_cast<std::uint32_t>(i)};
+    }
+    anyNan_ = anyNan;
+}
+
+// When the root's axis changes, every record may change sides and the whole
+// tree is split anew, several times the cost of a step. But the extents of a
+// crowd's box are often nearly equal, and then the root's axis swings between
+// the same two or three: the arrangement it had when it last split on the new
+// axis is then a few steps old and needs little repair. So the arrangement
+// (and the node axes it was split by) is kept per root axis when the root
+// leaves that axis, and taken up again, with the primitives gathered in it,
+// when the root comes back. Any arrangement is a valid start for the repair,
+// so an old one costs time, never correctness.
+void SceneBvh::resumeRootAxisArrangement() {
+    const std::uint8_t oldAxis = nodes[0].axis;
+    const std::uint8_t newAxis = splitAxis(centroidBoxes_[0]);
+    if (newAxis == oldAxis)
+        return;
+    RootAxisArrangement& leaving = rootAxisArrangements_[oldAxis];
+    leaving.mapIndexOf.assign(mapIndexOf_.begin(), mapIndexOf_.end());
+    leaving.axes.resize(nodes.size());
+    for (std::size_t k = 0; k < nodes.size(); ++k)
+        leaving.axes[k] = nodes[k].axis;
+    const RootAxisArrangement& resumed = rootAxisArrangements_[newAxis];
+    if (resumed.mapIndexOf.size() != mapIndexOf_.size())
+        return;
+    mapIndexOf_.assign(resumed.mapIndexOf.begin(), resumed.mapIndexOf.end());
+    for (std::size_t k = 0; k < nodes.size(); ++k)
+        nodes[k].axis = resumed.axes[k];
+    gatherArrangement();
+    makeCentroidBoxes(0, nodes.size());
 }
 
 // The nodes of a tree over [first, last) in pre-order: leaf ranges and
@@ -194,8 +234,6 @@ void SceneBvh::splitNodes(bool freshLayout) {
     if (freshLayout || anyNan_) {
         centroidBoxes_[0] = centroidBox(records, records + records_.size());
         staleEnd = nodeCount;
-    } else {
-        makeCentroidBoxes(0, nodeCount);
     }
     for (std::size_t k = 0; k < nodeCount; ++k) {
         BvhNode& node = nodes[k];
