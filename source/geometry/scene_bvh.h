@@ -88,6 +88,8 @@ private:
     void makeNodeLayout(std::size_t first, std::size_t last);
     void makeCentroidBoxes(std::size_t firstNode, std::size_t endNode);
     void splitNodes(bool freshLayout);
+    void splitNodesFrom(std::size_t firstNode, std::size_t staleEnd);
+    void prepareOtherRootAxes();
     bool swapAcrossMedian(std::size_t node, std::size_t first, std::size_t last, std::uint8_t axis);
     template <bool kLargest>
     std::size_t extremePosition(std::size_t node, std::size_t first, std::size_t last,

@@ -128,6 +128,46 @@ void SceneBvh::buildCaptured() {
         wide_.build(nodes);
     else
         wide_.refit(nodes);
+    if (freshLayout && !anyNan_ && count >= 2)
+        prepareOtherRootAxes();
+}
+
+// A new crowd's extents are often nearly equal, so that its root's axis swings
+// within the first steps: and the first time it reaches an axis, there is no
+// arrangement to take up (resumeRootAxisArrangement), and the whole tree is
+// split anew in a step. The fresh build, which splits everything anyway, also
+// splits the records once for each of the other two root axes, and keeps the
+// arrangements for the steps. The tree it built is left as it is.
+void SceneBvh::prepareOtherRootAxes() {
+    const std::size_t nodeCount = nodes.size();
+    const std::size_t count = records_.size();
+    std::vector<std::uint8_t>& builtAxes = rootAxisArrangements_[nodes[0].axis].axes;
+    builtAxes.resize(nodeCount);
+    for (std::size_t k = 0; k < nodeCount; ++k)
+        builtAxes[k] = nodes[k].axis;
+    // records_ is still in the order the build left, over the slots of the
+    // arrangement it started from, nextMapIndexOf_ since the swap above.
+    const BoundingBox rootBox = centroidBoxes_[0];
+    for (std::uint8_t axis = 0; axis < 3; ++axis) {
+        if (axis == builtAxes[0])
+            continue;
+        splitAtMedian(0, count, axis, rootBox);
+        nodes[0].axis = axis;
+        centroidBoxes_[1] = centroidBox(records_.data(), records_.data() + count / 2);
+        centroidBoxes_[nodes[0].index] = centroidBox(records_.data() + count / 2, records_.data() + count);
+        splitNodesFrom(1, nodeCount);
+        RootAxisArrangement& kept = rootAxisArrangements_[axis];
+        kept.mapIndexOf.resize(count);
+        for (std::size_t i = 0; i < count; ++i)
+            kept.mapIndexOf[i] = nextMapIndexOf_[records_[i].primitive];
+        kept.axes.resize(nodeCount);
+        for (std::size_t k = 0; k < nodeCount; ++k)
+            kept.axes[k] = nodes[k].axis;
+    }
+    for (std::size_t k = 0; k < nodeCount; ++k)
+        nodes[k].axis = builtAxes[k];
+    // Only the arrangements count; the built one is kept by mapIndexOf_.
+    builtAxes.clear();
 }
 
 // Gathers the primitives in the last arrangement, the one pass that reads them
@@ -228,14 +268,20 @@ void SceneBvh::makeCentroidBoxes(std::size_t firstNode, std::size_t endNode) {
 // again at every such node was the costliest part of a step where the axis
 // of a large node changed.)
 void SceneBvh::splitNodes(bool freshLayout) {
+    if (freshLayout || anyNan_) {
+        centroidBoxes_[0] = centroidBox(records_.data(), records_.data() + records_.size());
+        splitNodesFrom(0, nodes.size());
+    } else {
+        splitNodesFrom(0, 0);
+    }
+}
+
+// The pass of splitNodes from node firstNode on, the nodes before staleEnd
+// taken as stale.
+void SceneBvh::splitNodesFrom(std::size_t firstNode, std::size_t staleEnd) {
     const std::size_t nodeCount = nodes.size();
     const SplitRecord* records = records_.data();
-    std::size_t staleEnd = 0;
-    if (freshLayout || anyNan_) {
-        centroidBoxes_[0] = centroidBox(records, records + records_.size());
-        staleEnd = nodeCount;
-    }
-    for (std::size_t k = 0; k < nodeCount; ++k) {
+    for (std::size_t k = firstNode; k < nodeCount; ++k) {
         BvhNode& node = nodes[k];
         if (node.count != 0)
             continue;
