@@ -114,6 +114,13 @@ private:
         std::uint32_t last;
     };
     std::vector<NodeRange> nodeRanges_;
+    // The shape of the tree in a quarter of the memory of its nodes, for the
+    // passes that walk all of it: by node position, the right child's
+    // position, or for a leaf kLeafBit and its record's position.
+    static constexpr std::uint32_t kLeafBit = 0x80000000u;
+    std::vector<std::uint32_t> topology_;
+    // The split axes by node position, written into the nodes by the last pass.
+    std::vector<std::uint8_t> axes_;
     // Box of the records' centroids under each node, by node position.
     std::vector<BoundingBox> centroidBoxes_;
     // Scratch of the splits.

@@ -73,9 +73,11 @@ void SceneBvh::buildCaptured() {
             kept.mapIndexOf.clear();
         nodes.clear();
         nodeRanges_.clear();
+        topology_.clear();
         // Four per primitive, as at the mesh level, though only 2n - 1 are used.
         nodes.reserve(4 * count);
         makeNodeLayout(0, count);
+        axes_.assign(nodeCount, 0);
         mapIndexOf_.resize(count);
         for (std::size_t i = 0; i < count; ++i)
             mapIndexOf_[i] = static_cast<std::uint32_t>(i);
@@ -118,6 +120,7 @@ void SceneBvh::buildCaptured() {
         } else {
             box.extend(BoundingBox{nodes[k + 1].lower, nodes[k + 1].upper});
             box.extend(BoundingBox{nodes[node.index].lower, nodes[node.index].upper});
+            node.axis = axes_[k];
         }
         node.lower = box.lower;
         node.upper = box.upper;
@@ -141,10 +144,8 @@ void SceneBvh::buildCaptured() {
 void SceneBvh::prepareOtherRootAxes() {
     const std::size_t nodeCount = nodes.size();
     const std::size_t count = records_.size();
-    std::vector<std::uint8_t>& builtAxes = rootAxisArrangements_[nodes[0].axis].axes;
-    builtAxes.resize(nodeCount);
-    for (std::size_t k = 0; k < nodeCount; ++k)
-        builtAxes[k] = nodes[k].axis;
+    std::vector<std::uint8_t>& builtAxes = rootAxisArrangements_[axes_[0]].axes;
+    builtAxes = axes_;
     // records_ is still in the order the build left, over the slots of the
     // arrangement it started from, nextMapIndexOf_ since the swap above.
     const BoundingBox rootBox = centroidBoxes_[0];
@@ -152,20 +153,17 @@ void SceneBvh::prepareOtherRootAxes() {
         if (axis == builtAxes[0])
             continue;
         splitAtMedian(0, count, axis, rootBox);
-        nodes[0].axis = axis;
+        axes_[0] = axis;
         centroidBoxes_[1] = centroidBox(records_.data(), records_.data() + count / 2);
-        centroidBoxes_[nodes[0].index] = centroidBox(records_.data() + count / 2, records_.data() + count);
+        centroidBoxes_[topology_[0]] = centroidBox(records_.data() + count / 2, records_.data() + count);
         splitNodesFrom(1, nodeCount);
         RootAxisArrangement& kept = rootAxisArrangements_[axis];
         kept.mapIndexOf.resize(count);
         for (std::size_t i = 0; i < count; ++i)
             kept.mapIndexOf[i] = nextMapIndexOf_[records_[i].primitive];
-        kept.axes.resize(nodeCount);
-        for (std::size_t k = 0; k < nodeCount; ++k)
-            kept.axes[k] = nodes[k].axis;
+        kept.axes = axes_;
     }
-    for (std::size_t k = 0; k < nodeCount; ++k)
-        nodes[k].axis = builtAxes[k];
+    axes_.swap(builtAxes);
     // Only the arrangements count; the built one is kept by mapIndexOf_.
     builtAxes.clear();
 }
@@ -201,21 +199,18 @@ void SceneBvh::gatherArrangement() {
 // when the root comes back. Any arrangement is a valid start for the repair,
 // so an old one costs time, never correctness.
 void SceneBvh::resumeRootAxisArrangement() {
-    const std::uint8_t oldAxis = nodes[0].axis;
+    const std::uint8_t oldAxis = axes_[0];
     const std::uint8_t newAxis = splitAxis(centroidBoxes_[0]);
     if (newAxis == oldAxis)
         return;
     RootAxisArrangement& leaving = rootAxisArrangements_[oldAxis];
     leaving.mapIndexOf.assign(mapIndexOf_.begin(), mapIndexOf_.end());
-    leaving.axes.resize(nodes.size());
-    for (std::size_t k = 0; k < nodes.size(); ++k)
-        leaving.axes[k] = nodes[k].axis;
+    leaving.axes = axes_;
     const RootAxisArrangement& resumed = rootAxisArrangements_[newAxis];
     if (resumed.mapIndexOf.size() != mapIndexOf_.size())
         return;
     mapIndexOf_.assign(resumed.mapIndexOf.begin(), resumed.mapIndexOf.end());
-    for (std::size_t k = 0; k < nodes.size(); ++k)
-        nodes[k].axis = resumed.axes[k];
+    axes_ = resumed.axes;
     gatherArrangement();
     makeCentroidBoxes(0, nodes.size());
 }
@@ -228,6 +223,7 @@ void SceneBvh::makeNodeLayout(std::size_t first, std::size_t last) {
     const std::size_t self = nodes.size();
     nodes.push_back(BvhNode{BoundingBox{}.lower, BoundingBox{}.upper, 0, 0, 0});
     nodeRanges_.push_back(NodeRange{static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(last)});
+    topology_.push_back(kLeafBit | static_cast<std::uint32_t>(first));
     if (n <= 1) {
         nodes[self].count = static_cast<std::uint8_t>(n);
         nodes[self].index = static_cast<std::uint32_t>(first);
@@ -235,6 +231,7 @@ void SceneBvh::makeNodeLayout(std::size_t first, std::size_t last) {
     }
     makeNodeLayout(first, first + n / 2);
     nodes[self].index = static_cast<std::uint32_t>(nodes.size());
+    topology_[self] = nodes[self].index;
     makeNodeLayout(first + n / 2, last);
 }
 
@@ -245,12 +242,12 @@ void SceneBvh::makeNodeLayout(std::size_t first, std::size_t last) {
 // can tell.
 void SceneBvh::makeCentroidBoxes(std::size_t firstNode, std::size_t endNode) {
     for (std::size_t k = endNode; k-- > firstNode;) {
-        const BvhNode& node = nodes[k];
-        if (node.count != 0) {
-            centroidBoxes_[k] = centroidPoint(records_[node.index]);
+        const std::uint32_t link = topology_[k];
+        if (link & kLeafBit) {
+            centroidBoxes_[k] = centroidPoint(records_[link & ~kLeafBit]);
         } else {
             BoundingBox box = centroidBoxes_[k + 1];
-            box.extend(centroidBoxes_[node.index]);
+            box.extend(centroidBoxes_[link]);
             centroidBoxes_[k] = box;
         }
     }
@@ -282,14 +279,14 @@ void SceneBvh::splitNodesFrom(std::size_t firstNode, std::size_t staleEnd) {
     const std::size_t nodeCount = nodes.size();
     const SplitRecord* records = records_.data();
     for (std::size_t k = firstNode; k < nodeCount; ++k) {
-        BvhNode& node = nodes[k];
-        if (node.count != 0)
+        const std::uint32_t link = topology_[k];
+        if (link & kLeafBit)
             continue;
         const std::uint8_t axis = splitAxis(centroidBoxes_[k]);
-        const bool sameAxis = node.axis == axis;
-        node.axis = axis;
+        const bool sameAxis = axes_[k] == axis;
+        axes_[k] = axis;
         const std::size_t left = k + 1;
-        const std::size_t right = node.index;
+        const std::size_t right = link;
         const std::size_t first = nodeRanges_[k].first;
         const std::size_t last = nodeRanges_[k].last;
         const std::size_t mid = first + (last - first) / 2;
@@ -320,7 +317,7 @@ bool SceneBvh::swapAcrossMedian(std::size_t node, std::size_t first, std::size_t
     const std::size_t n = last - first;
     const std::size_t mid = first + n / 2;
     const std::size_t left = node + 1;
-    const std::size_t right = nodes[node].index;
+    const std::size_t right = topology_[node];
     // About twice the square root of n: records that merely crossed the median
     // between two steps are a handful, and a range that needs more is better
     // split anew than searched (each swap walks four paths of the subtree).
@@ -347,11 +344,11 @@ std::size_t SceneBvh::extremePosition(std::size_t node, std::size_t first, std::
     while (last - first > 1) {
         const std::size_t mid = first + (last - first) / 2;
         const BoundingBox& left = centroidBoxes_[node + 1];
-        const BoundingBox& right = centroidBoxes_[nodes[node].index];
+        const BoundingBox& right = centroidBoxes_[topology_[node]];
         const bool inRight =
             kLargest ? right.upper[axis] > left.upper[axis] : right.lower[axis] < left.lower[axis];
         if (inRight) {
-            node = nodes[node].index;
+            node = topology_[node];
             first = mid;
         } else {
             node = node + 1;
@@ -375,7 +372,7 @@ void SceneBvh::refreshCentroidPath(std::size_t node, std::size_t first, std::siz
             node = node + 1;
             last = mid;
         } else {
-            node = nodes[node].index;
+            node = topology_[node];
             first = mid;
         }
     }
@@ -383,7 +380,7 @@ void SceneBvh::refreshCentroidPath(std::size_t node, std::size_t first, std::siz
     while (depth > 0) {
         const std::size_t k = path[--depth];
         BoundingBox box = centroidBoxes_[k + 1];
-        box.extend(centroidBoxes_[nodes[k].index]);
+        box.extend(centroidBoxes_[topology_[k]]);
         centroidBoxes_[k] = box;
     }
 }
