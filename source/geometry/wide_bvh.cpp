@@ -182,11 +182,42 @@ void WideBvh::refit(std::span<const BvhNode> binary) {
                                                  [rightInner ? right.axis : 0][leftInner][rightInner];
         std::memcpy(wide.order, &orders, sizeof orders);
         const int laneCount = std::popcount(static_cast<unsigned>(wide.occupied));
+#if defined(__SSE2__)
+        // The lanes' boxes turned into planes in registers: six stores where
+        // lane by lane makes twenty-four, and the check of the planes reads
+        // no stored value back. The unoccupied lanes get the empty box again.
+        constexpr float kInfinity = std::numeric_limits<float>::infinity();
+        __m128 lower[4], upper[4];
+        for (int lane = 0; lane < 4; ++lane) {
+            if (lane < laneCount) {
+                // Lower x, y, z, then upper x, y, z and the index, whose lane the transposition drops.
+                const BvhNode& box = binary[source.lanes[lane]];
+                lower[lane] = _mm_loadu_ps(&box.lower.x);
+                upper[lane] = _mm_loadu_ps(&box.upper.x);
+            } else {
+                lower[lane] = _mm_set1_ps(kInfinity);
+                upper[lane] = _mm_set1_ps(-kInfinity);
+            }
+        }
+        _MM_TRANSPOSE4_PS(lower[0], lower[1], lower[2], lower[3]);
+        _MM_TRANSPOSE4_PS(upper[0], upper[1], upper[2], upper[3]);
+        __m128 good = _mm_castsi128_ps(_mm_set1_epi32(-1));
+        for (int axis = 0; axis < 3; ++axis) {
+            _mm_store_ps(wide.planes[axis], lower[axis]);
+            _mm_store_ps(wide.planes[axis + 3], upper[axis]);
+            good = _mm_and_ps(good, _mm_cmple_ps(lower[axis], upper[axis]));
+            good = _mm_and_ps(good, _mm_cmpgt_ps(lower[axis], _mm_set1_ps(-kInfinity)));
+            good = _mm_and_ps(good, _mm_cmplt_ps(upper[axis], _mm_set1_ps(kInfinity)));
+        }
+        const unsigned lanes = static_cast<unsigned>(_mm_movemask_ps(good));
+        finite = finite && (lanes & wide.occupied) == wide.occupied;
+#else
         for (int lane = 0; lane < laneCount; ++lane) {
             const BvhNode& box = binary[source.lanes[lane]];
             writeBox(wide, lane, box.lower, box.upper);
         }
         finite = finite && finiteLanes(wide);
+#endif
     }
     foldable = finite;
 }
