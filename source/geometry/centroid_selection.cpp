@@ -117,24 +117,37 @@ void splitByBuckets(const SplitRecord* in, SplitRecord* out, SplitRecord* stradd
     // time. A stray write lands on a slot that a later record of that kind,
     // or the bucket's records copied in last, overwrites, or on the one slot
     // past the end that each array has to spare.
-    SplitRecord* lower = out;
-    SplitRecord* upper = out + below + inMedian;
-    SplitRecord* middle = straddling;
+    //
+    // The cursors advance by the sign bits of the differences: written as
+    // comparisons, the compiler turns them back into branches. A record moves
+    // as one register, where a member-wise copy takes three stores a place.
+    std::size_t lower = 0;
+    std::size_t upper = below + inMedian;
+    std::size_t middle = 0;
     for (std::size_t i = 0; i < n; ++i) {
+#if defined(__SSE2__)
+        const __m128 record = _mm_load_ps(in[i].centroid);
+        const int bucket = buckets.of(_mm_cvtss_f32(_mm_shuffle_ps(record, record, kAxis * 0x55)));
+        _mm_store_ps(out[lower].centroid, record);
+        _mm_store_ps(out[upper].centroid, record);
+        _mm_store_ps(straddling[middle].centroid, record);
+#else
         const SplitRecord record = in[i];
         const int bucket = buckets.of(record.centroid[kAxis]);
-        *lower = record;
-        *upper = record;
-        *middle = record;
-        lower += bucket < median;
-        upper += bucket > median;
-        middle += bucket == median;
+        out[lower] = record;
+        out[upper] = record;
+        straddling[middle] = record;
+#endif
+        const std::size_t isLower = static_cast<std::uint32_t>(bucket - median) >> 31;
+        const std::size_t isUpper = static_cast<std::uint32_t>(median - bucket) >> 31;
+        lower += isLower;
+        upper += isUpper;
+        middle += 1 - isLower - isUpper;
     }
     std::nth_element(
-        straddling, straddling + (n / 2 - below), middle,
+        straddling, straddling + (n / 2 - below), straddling + middle,
         [](const SplitRecord& a, const SplitRecord& b) { return a.centroid[kAxis] < b.centroid[kAxis]; });
-    std::memcpy(static_cast<void*>(out + below), straddling,
-                static_cast<std::size_t>(middle - straddling) * sizeof(SplitRecord));
+    std::memcpy(static_cast<void*>(out + below), straddling, middle * sizeof(SplitRecord));
 }
 
 } // namespace

@@ -89,9 +89,13 @@ public:
     std::uint64_t intersectBatch(std::span<const Ray> rays, std::span<Hit> hits) const;
 
 private:
+    void gatherArrangement();
+    void resumeRootAxisArrangement();
     void makeNodeLayout(std::size_t first, std::size_t last);
     void makeCentroidBoxes(std::size_t firstNode, std::size_t endNode);
     void splitNodes(bool freshLayout);
+    void splitNodesFrom(std::size_t firstNode, std::size_t staleEnd);
+    void prepareOtherRootAxes();
     bool swapAcrossMedian(std::size_t node, std::size_t first, std::size_t last, std::uint8_t axis);
     template <bool kLargest>
     std::size_t extremePosition(std::size_t node, std::size_t first, std::size_t last,
@@ -116,6 +120,13 @@ private:
         std::uint32_t last;
     };
     std::vector<NodeRange> nodeRanges_;
+    // The shape of the tree in a quarter of the memory of its nodes, for the
+    // passes that walk all of it: by node position, the right child's
+    // position, or for a leaf kLeafBit and its record's position.
+    static constexpr std::uint32_t kLeafBit = 0x80000000u;
+    std::vector<std::uint32_t> topology_;
+    // The split axes by node position, written into the nodes by the last pass.
+    std::vector<std::uint8_t> axes_;
     // Box of the records' centroids under each node, by node position.
     std::vector<BoundingBox> centroidBoxes_;
     // Scratch of the splits.
@@ -123,6 +134,13 @@ private:
     std::vector<SplitRecord> straddling_;
     std::vector<std::uint32_t> histogram_;
     std::vector<EntityPrimitive> inMapOrder_;
+    // Per root axis, the arrangement (as mapIndexOf_) and the node axes of the
+    // last build whose root split on it; empty when there is none for this count.
+    struct RootAxisArrangement {
+        std::vector<std::uint32_t> mapIndexOf;
+        std::vector<std::uint8_t> axes;
+    };
+    RootAxisArrangement rootAxisArrangements_[3];
     // Map positions of the entities to capture again before the build.
     std::vector<std::uint32_t> recapture_;
     // Some centroid coordinate is NaN: then every node takes the plain

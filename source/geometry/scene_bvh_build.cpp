@@ -69,38 +69,30 @@ void SceneBvh::buildCaptured() {
     const std::size_t nodeCount = count == 0 ? 1 : 2 * count - 1;
     const bool freshLayout = nodes.size() != nodeCount || mapIndexOf_.size() != count;
     if (freshLayout) {
+        for (RootAxisArrangement& kept : rootAxisArrangements_)
+            kept.mapIndexOf.clear();
         nodes.clear();
         nodeRanges_.clear();
+        topology_.clear();
         // Four per primitive, as at the mesh level, though only 2n - 1 are used.
         nodes.reserve(4 * count);
         makeNodeLayout(0, count);
+        axes_.assign(nodeCount, 0);
         mapIndexOf_.resize(count);
         for (std::size_t i = 0; i < count; ++i)
             mapIndexOf_[i] = static_cast<std::uint32_t>(i);
     }
 
-    // The primitives are gathered in the last arrangement, the one pass that
-    // reads them out of map order, so that the leaves, whose order differs
-    // from it only where records moved, find theirs nearly in sequence.
-    records_.resize(count);
-    arranged_.resize(count);
-    constexpr std::size_t kGatherLookahead = 8;
-    bool anyNan = false;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (i + kGatherLookahead < count)
-            __builtin_prefetch(&inMapOrder_[mapIndexOf_[i + kGatherLookahead]]);
-        const EntityPrimitive& primitive = inMapOrder_[mapIndexOf_[i]];
-        const Vec3& centroid = primitive.centroid;
-        anyNan |= std::isnan(centroid.x) | std::isnan(centroid.y) | std::isnan(centroid.z);
-        arranged_[i] = primitive;
-        records_[i] = SplitRecord{{centroid.x, centroid.y, centroid.z}, static_cast<std::uint32_t>(i)};
+    gatherArrangement();
+    centroidBoxes_.resize(nodeCount);
+    if (!freshLayout && !anyNan_ && count >= 2) {
+        makeCentroidBoxes(0, nodeCount);
+        resumeRootAxisArrangement();
     }
-    anyNan_ = anyNan;
     // One spare slot each: a split's stray write may land just past its range.
     splitOutput_.resize(count + 1);
     straddling_.resize(count + 1);
     histogram_.resize(kMaxBuckets);
-    centroidBoxes_.resize(nodeCount);
     nextMapIndexOf_.resize(count);
     primitives.resize(count);
     leafItems.resize(count);
@@ -128,12 +120,99 @@ void SceneBvh::buildCaptured() {
         } else {
             box.extend(BoundingBox{nodes[k + 1].lower, nodes[k + 1].upper});
             box.extend(BoundingBox{nodes[node.index].lower, nodes[node.index].upper});
+            node.axis = axes_[k];
         }
         node.lower = box.lower;
         node.upper = box.upper;
     }
     mapIndexOf_.swap(nextMapIndexOf_);
-    wide_.build(nodes);
+    // The shape of the tree depends on the count alone.
+    if (freshLayout)
+        wide_.build(nodes);
+    else
+        wide_.refit(nodes);
+    if (freshLayout && !anyNan_ && count >= 2)
+        prepareOtherRootAxes();
+}
+
+// A new crowd's extents are often nearly equal, so that its root's axis swings
+// within the first steps: and the first time it reaches an axis, there is no
+// arrangement to take up (resumeRootAxisArrangement), and the whole tree is
+// split anew in a step. The fresh build, which splits everything anyway, also
+// splits the records once for each of the other two root axes, and keeps the
+// arrangements for the steps. The tree it built is left as it is.
+void SceneBvh::prepareOtherRootAxes() {
+    const std::size_t nodeCount = nodes.size();
+    const std::size_t count = records_.size();
+    std::vector<std::uint8_t>& builtAxes = rootAxisArrangements_[axes_[0]].axes;
+    builtAxes = axes_;
+    // records_ is still in the order the build left, over the slots of the
+    // arrangement it started from, nextMapIndexOf_ since the swap above.
+    const BoundingBox rootBox = centroidBoxes_[0];
+    for (std::uint8_t axis = 0; axis < 3; ++axis) {
+        if (axis == builtAxes[0])
+            continue;
+        splitAtMedian(0, count, axis, rootBox);
+        axes_[0] = axis;
+        centroidBoxes_[1] = centroidBox(records_.data(), records_.data() + count / 2);
+        centroidBoxes_[topology_[0]] = centroidBox(records_.data() + count / 2, records_.data() + count);
+        splitNodesFrom(1, nodeCount);
+        RootAxisArrangement& kept = rootAxisArrangements_[axis];
+        kept.mapIndexOf.resize(count);
+        for (std::size_t i = 0; i < count; ++i)
+            kept.mapIndexOf[i] = nextMapIndexOf_[records_[i].primitive];
+        kept.axes = axes_;
+    }
+    axes_.swap(builtAxes);
+    // Only the arrangements count; the built one is kept by mapIndexOf_.
+    builtAxes.clear();
+}
+
+// Gathers the primitives in the last arrangement, the one pass that reads them
+// out of map order, so that the leaves, whose order differs from it only where
+// records moved, find theirs nearly in sequence.
+void SceneBvh::gatherArrangement() {
+    const std::size_t count = inMapOrder_.size();
+    records_.resize(count);
+    arranged_.resize(count);
+    constexpr std::size_t kGatherLookahead = 8;
+    bool anyNan = false;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i + kGatherLookahead < count)
+            __builtin_prefetch(&inMapOrder_[mapIndexOf_[i + kGatherLookahead]]);
+        const EntityPrimitive& primitive = inMapOrder_[mapIndexOf_[i]];
+        const Vec3& centroid = primitive.centroid;
+        anyNan |= std::isnan(centroid.x) | std::isnan(centroid.y) | std::isnan(centroid.z);
+        arranged_[i] = primitive;
+        records_[i] = SplitRecord{{centroid.x, centroid.y, centroid.z}, static_cast<std::uint32_t>(i)};
+    }
+    anyNan_ = anyNan;
+}
+
+// When the root's axis changes, every record may change sides and the whole
+// tree is split anew, several times the cost of a step. But the extents of a
+// crowd's box are often nearly equal, and then the root's axis swings between
+// the same two or three: the arrangement it had when it last split on the new
+// axis is then a few steps old and needs little repair. So the arrangement
+// (and the node axes it was split by) is kept per root axis when the root
+// leaves that axis, and taken up again, with the primitives gathered in it,
+// when the root comes back. Any arrangement is a valid start for the repair,
+// so an old one costs time, never correctness.
+void SceneBvh::resumeRootAxisArrangement() {
+    const std::uint8_t oldAxis = axes_[0];
+    const std::uint8_t newAxis = splitAxis(centroidBoxes_[0]);
+    if (newAxis == oldAxis)
+        return;
+    RootAxisArrangement& leaving = rootAxisArrangements_[oldAxis];
+    leaving.mapIndexOf.assign(mapIndexOf_.begin(), mapIndexOf_.end());
+    leaving.axes = axes_;
+    const RootAxisArrangement& resumed = rootAxisArrangements_[newAxis];
+    if (resumed.mapIndexOf.size() != mapIndexOf_.size())
+        return;
+    mapIndexOf_.assign(resumed.mapIndexOf.begin(), resumed.mapIndexOf.end());
+    axes_ = resumed.axes;
+    gatherArrangement();
+    makeCentroidBoxes(0, nodes.size());
 }
 
 // The nodes of a tree over [first, last) in pre-order: leaf ranges and
@@ -144,6 +223,7 @@ void SceneBvh::makeNodeLayout(std::size_t first, std::size_t last) {
     const std::size_t self = nodes.size();
     nodes.push_back(BvhNode{BoundingBox{}.lower, BoundingBox{}.upper, 0, 0, 0});
     nodeRanges_.push_back(NodeRange{static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(last)});
+    topology_.push_back(kLeafBit | static_cast<std::uint32_t>(first));
     if (n <= 1) {
         nodes[self].count = static_cast<std::uint8_t>(n);
         nodes[self].index = static_cast<std::uint32_t>(first);
@@ -151,6 +231,7 @@ void SceneBvh::makeNodeLayout(std::size_t first, std::size_t last) {
     }
     makeNodeLayout(first, first + n / 2);
     nodes[self].index = static_cast<std::uint32_t>(nodes.size());
+    topology_[self] = nodes[self].index;
     makeNodeLayout(first + n / 2, last);
 }
 
@@ -161,12 +242,12 @@ void SceneBvh::makeNodeLayout(std::size_t first, std::size_t last) {
 // can tell.
 void SceneBvh::makeCentroidBoxes(std::size_t firstNode, std::size_t endNode) {
     for (std::size_t k = endNode; k-- > firstNode;) {
-        const BvhNode& node = nodes[k];
-        if (node.count != 0) {
-            centroidBoxes_[k] = centroidPoint(records_[node.index]);
+        const std::uint32_t link = topology_[k];
+        if (link & kLeafBit) {
+            centroidBoxes_[k] = centroidPoint(records_[link & ~kLeafBit]);
         } else {
             BoundingBox box = centroidBoxes_[k + 1];
-            box.extend(centroidBoxes_[node.index]);
+            box.extend(centroidBoxes_[link]);
             centroidBoxes_[k] = box;
         }
     }
@@ -184,24 +265,28 @@ void SceneBvh::makeCentroidBoxes(std::size_t firstNode, std::size_t endNode) {
 // again at every such node was the costliest part of a step where the axis
 // of a large node changed.)
 void SceneBvh::splitNodes(bool freshLayout) {
+    if (freshLayout || anyNan_) {
+        centroidBoxes_[0] = centroidBox(records_.data(), records_.data() + records_.size());
+        splitNodesFrom(0, nodes.size());
+    } else {
+        splitNodesFrom(0, 0);
+    }
+}
+
+// The pass of splitNodes from node firstNode on, the nodes before staleEnd
+// taken as stale.
+void SceneBvh::splitNodesFrom(std::size_t firstNode, std::size_t staleEnd) {
     const std::size_t nodeCount = nodes.size();
     const SplitRecord* records = records_.data();
-    std::size_t staleEnd = 0;
-    if (freshLayout || anyNan_) {
-        centroidBoxes_[0] = centroidBox(records, records + records_.size());
-        staleEnd = nodeCount;
-    } else {
-        makeCentroidBoxes(0, nodeCount);
-    }
-    for (std::size_t k = 0; k < nodeCount; ++k) {
-        BvhNode& node = nodes[k];
-        if (node.count != 0)
+    for (std::size_t k = firstNode; k < nodeCount; ++k) {
+        const std::uint32_t link = topology_[k];
+        if (link & kLeafBit)
             continue;
         const std::uint8_t axis = splitAxis(centroidBoxes_[k]);
-        const bool sameAxis = node.axis == axis;
-        node.axis = axis;
+        const bool sameAxis = axes_[k] == axis;
+        axes_[k] = axis;
         const std::size_t left = k + 1;
-        const std::size_t right = node.index;
+        const std::size_t right = link;
         const std::size_t first = nodeRanges_[k].first;
         const std::size_t last = nodeRanges_[k].last;
         const std::size_t mid = first + (last - first) / 2;
@@ -232,7 +317,7 @@ bool SceneBvh::swapAcrossMedian(std::size_t node, std::size_t first, std::size_t
     const std::size_t n = last - first;
     const std::size_t mid = first + n / 2;
     const std::size_t left = node + 1;
-    const std::size_t right = nodes[node].index;
+    const std::size_t right = topology_[node];
     // About twice the square root of n: records that merely crossed the median
     // between two steps are a handful, and a range that needs more is better
     // split anew than searched (each swap walks four paths of the subtree).
@@ -259,11 +344,11 @@ std::size_t SceneBvh::extremePosition(std::size_t node, std::size_t first, std::
     while (last - first > 1) {
         const std::size_t mid = first + (last - first) / 2;
         const BoundingBox& left = centroidBoxes_[node + 1];
-        const BoundingBox& right = centroidBoxes_[nodes[node].index];
+        const BoundingBox& right = centroidBoxes_[topology_[node]];
         const bool inRight =
             kLargest ? right.upper[axis] > left.upper[axis] : right.lower[axis] < left.lower[axis];
         if (inRight) {
-            node = nodes[node].index;
+            node = topology_[node];
             first = mid;
         } else {
             node = node + 1;
@@ -287,7 +372,7 @@ void SceneBvh::refreshCentroidPath(std::size_t node, std::size_t first, std::siz
             node = node + 1;
             last = mid;
         } else {
-            node = nodes[node].index;
+            node = topology_[node];
             first = mid;
         }
     }
@@ -295,7 +380,7 @@ void SceneBvh::refreshCentroidPath(std::size_t node, std::size_t first, std::siz
     while (depth > 0) {
         const std::size_t k = path[--depth];
         BoundingBox box = centroidBoxes_[k + 1];
-        box.extend(centroidBoxes_[nodes[k].index]);
+        box.extend(centroidBoxes_[topology_[k]]);
         centroidBoxes_[k] = box;
     }
 }

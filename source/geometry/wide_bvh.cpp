@@ -2,6 +2,7 @@
 
 #include "geometry/bounding_box.h"
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -136,6 +137,8 @@ SlabRay makeSlabRay(const Ray& ray) {
 
 void WideBvh::build(std::span<const BvhNode> binary) {
     nodes.clear();
+    sources_.clear();
+    binarySize_ = binary.size();
     foldable = false;
     if (binary.empty())
         return;
@@ -154,14 +157,75 @@ void WideBvh::build(std::span<const BvhNode> binary) {
     }
     // Each wide node stands for at least one binary inner node and at most two levels of them.
     nodes.reserve(binary.size() / 2 + 1);
+    sources_.reserve(binary.size() / 2 + 1);
     // Every box of the tree is a lane somewhere or the union of lanes, so checking the lanes checks all.
     foldable = true;
     emit(binary, 0);
 }
 
+void WideBvh::refit(std::span<const BvhNode> binary) {
+    // A copy of one node (a leaf root or the empty tree) is as quick to make again.
+    if (binary.size() != binarySize_ || sources_.size() != nodes.size() || sources_.empty()) {
+        build(binary);
+        return;
+    }
+    const LaneOrderTable& table = laneOrderTable();
+    bool finite = true;
+    for (std::size_t k = 0; k < nodes.size(); ++k) {
+        WideBvhNode& wide = nodes[k];
+        const Source& source = sources_[k];
+        const BvhNode& split = binary[source.split];
+        const BvhNode& left = binary[source.split + 1];
+        const BvhNode& right = binary[split.index];
+        const bool leftInner = left.count == 0, rightInner = right.count == 0;
+        const std::uint64_t orders = table.orders[split.axis][leftInner ? left.axis : 0]
+                                                 [rightInner ? right.axis : 0][leftInner][rightInner];
+        std::memcpy(wide.order, &orders, sizeof orders);
+        const int laneCount = std::popcount(static_cast<unsigned>(wide.occupied));
+#if defined(__SSE2__)
+        // The lanes' boxes turned into planes in registers: six stores where
+        // lane by lane makes twenty-four, and the check of the planes reads
+        // no stored value back. The unoccupied lanes get the empty box again.
+        constexpr float kInfinity = std::numeric_limits<float>::infinity();
+        __m128 lower[4], upper[4];
+        for (int lane = 0; lane < 4; ++lane) {
+            if (lane < laneCount) {
+                // Lower x, y, z, then upper x, y, z and the index, whose lane the transposition drops.
+                const BvhNode& box = binary[source.lanes[lane]];
+                lower[lane] = _mm_loadu_ps(&box.lower.x);
+                upper[lane] = _mm_loadu_ps(&box.upper.x);
+            } else {
+                lower[lane] = _mm_set1_ps(kInfinity);
+                upper[lane] = _mm_set1_ps(-kInfinity);
+            }
+        }
+        _MM_TRANSPOSE4_PS(lower[0], lower[1], lower[2], lower[3]);
+        _MM_TRANSPOSE4_PS(upper[0], upper[1], upper[2], upper[3]);
+        __m128 good = _mm_castsi128_ps(_mm_set1_epi32(-1));
+        for (int axis = 0; axis < 3; ++axis) {
+            _mm_store_ps(wide.planes[axis], lower[axis]);
+            _mm_store_ps(wide.planes[axis + 3], upper[axis]);
+            good = _mm_and_ps(good, _mm_cmple_ps(lower[axis], upper[axis]));
+            good = _mm_and_ps(good, _mm_cmpgt_ps(lower[axis], _mm_set1_ps(-kInfinity)));
+            good = _mm_and_ps(good, _mm_cmplt_ps(upper[axis], _mm_set1_ps(kInfinity)));
+        }
+        const unsigned lanes = static_cast<unsigned>(_mm_movemask_ps(good));
+        finite = finite && (lanes & wide.occupied) == wide.occupied;
+#else
+        for (int lane = 0; lane < laneCount; ++lane) {
+            const BvhNode& box = binary[source.lanes[lane]];
+            writeBox(wide, lane, box.lower, box.upper);
+        }
+        finite = finite && finiteLanes(wide);
+#endif
+    }
+    foldable = finite;
+}
+
 std::uint32_t WideBvh::emit(std::span<const BvhNode> binary, std::uint32_t node) {
     const std::uint32_t self = static_cast<std::uint32_t>(nodes.size());
     nodes.push_back(emptyWideNode());
+    sources_.push_back(Source{node, {}});
 
     // The grandchildren through each inner child, left before right; a leaf child takes a lane of its own.
     const BvhNode& split = binary[node];
@@ -184,6 +248,7 @@ std::uint32_t WideBvh::emit(std::span<const BvhNode> binary, std::uint32_t node)
     }
 
     for (int lane = 0; lane < laneCount; ++lane) {
+        sources_[self].lanes[lane] = lanes[lane];
         const BvhNode& source = binary[lanes[lane]];
         // Not a reference into `nodes`: emitting the child below may move the array.
         std::uint32_t child = source.index;

@@ -66,8 +66,14 @@ public:
     // next) whose inner boxes are the unions of their children's, as both builds make them. Keeps the
     // array's capacity, so once it has grown a rebuild allocates nothing.
     void build(std::span<const BvhNode> binary);
+    // The same copy of `binary`, a tree of the shape of the one the last build copied (the same leaves and
+    // right-child positions; boxes and axes may differ): each wide node's boxes and lane orders are made
+    // again where they stand, in one pass with no recursion, for the scene's tree, which keeps its shape
+    // from step to step. Any other tree is built afresh.
+    void refit(std::span<const BvhNode> binary);
     void clear() {
         nodes.clear();
+        sources_.clear();
         foldable = false;
     }
     bool empty() const { return nodes.empty(); }
@@ -98,6 +104,15 @@ public:
 
 private:
     std::uint32_t emit(std::span<const BvhNode> binary, std::uint32_t node);
+    // Per wide node, where the last build took it from: the binary inner node it stands for, and the
+    // binary node of each occupied lane.
+    struct Source {
+        std::uint32_t split;
+        std::uint32_t lanes[4];
+    };
+    std::vector<Source> sources_;
+    // The length of the binary tree that the last build copied.
+    std::size_t binarySize_ = 0;
     // Every plane of the binary tree finite and each box holding its children's.
     bool foldable = false;
 };

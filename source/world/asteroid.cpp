@@ -3,7 +3,7 @@
 #include "world/entity_map.h"
 
 #if defined(__SSE2__)
-#include <xmmintrin.h>
+#include <emmintrin.h>
 #endif
 
 namespace verdanium {
@@ -68,36 +68,51 @@ void Asteroid::update(double step) {
     if (!rotationValid_ || dt != rotationStep_ || spin != rotationSpin_) {
         const Transform rotation = makeRotation(spin, length(spin) * dt);
         for (int column = 0; column < 3; ++column)
-            for (int row = 0; row < 3; ++row)
-                stepRotation_[3 * column + row] = rotation.forward(row, column);
+            for (int row = 0; row < 4; ++row)
+                stepRotation_[4 * column + row] = rotation.forward(row, column);
         rotationStep_ = dt;
         rotationSpin_ = spin;
         rotationValid_ = true;
     }
-    // The rotation's matrices, exactly as makeRotation made them.
-    Transform rotation;
-    for (int column = 0; column < 3; ++column)
-        for (int row = 0; row < 3; ++row) {
-            rotation.forward(row, column) = stepRotation_[3 * column + row];
-            rotation.inverse(column, row) = stepRotation_[3 * column + row];
-        }
-    const Transform translation = makeTranslation(velocity * dt);
 
 #if defined(__SSE2__)
     // transform := translation * transform * rotation, as Transform's *= composes
-    // it: forward (T X) R, inverse R^-1 (X^-1 T^-1). A singular transform keeps
-    // an older inverse under *=, so it takes the general path.
+    // it: forward (T X) R, inverse R^-1 (X^-1 T^-1), with T and R and their
+    // inverses made in registers lane for lane as makeTranslation and the
+    // rotation above make them (the fourth lanes are set by bit masks, which
+    // round nothing). A singular transform keeps an older inverse under *=, so
+    // it takes the general path.
     if (!transform.singular) {
-        storeColumns(multiply(multiply(loadColumns(translation.forward), loadColumns(transform.forward)),
-                              loadColumns(rotation.forward)),
+        const __m128 xyz = _mm_castsi128_ps(_mm_setr_epi32(-1, -1, -1, 0));
+        const __m128 w = _mm_setr_ps(0.0f, 0.0f, 0.0f, 1.0f);
+        const __m128 moved =
+            _mm_mul_ps(_mm_setr_ps(velocity.x, velocity.y, velocity.z, 0.0f), _mm_set1_ps(dt));
+        const __m128 back = _mm_sub_ps(_mm_setzero_ps(), moved);
+        const Columns translation{{_mm_setr_ps(1.0f, 0.0f, 0.0f, 0.0f), _mm_setr_ps(0.0f, 1.0f, 0.0f, 0.0f),
+                                   _mm_setr_ps(0.0f, 0.0f, 1.0f, 0.0f),
+                                   _mm_or_ps(_mm_and_ps(moved, xyz), w)}};
+        Columns translationInverse = translation;
+        translationInverse.c[3] = _mm_or_ps(_mm_and_ps(back, xyz), w);
+        Columns rotation{{_mm_loadu_ps(stepRotation_), _mm_loadu_ps(stepRotation_ + 4),
+                          _mm_loadu_ps(stepRotation_ + 8), w}};
+        Columns rotationInverse = rotation;
+        _MM_TRANSPOSE4_PS(rotationInverse.c[0], rotationInverse.c[1], rotationInverse.c[2],
+                          rotationInverse.c[3]);
+        storeColumns(multiply(multiply(translation, loadColumns(transform.forward)), rotation),
                      transform.forward);
-        storeColumns(multiply(loadColumns(rotation.inverse),
-                              multiply(loadColumns(transform.inverse), loadColumns(translation.inverse))),
+        storeColumns(multiply(rotationInverse, multiply(loadColumns(transform.inverse), translationInverse)),
                      transform.inverse);
         return;
     }
 #endif
-    Transform moved = translation;
+    // The rotation's matrices, exactly as makeRotation made them.
+    Transform rotation;
+    for (int column = 0; column < 3; ++column)
+        for (int row = 0; row < 3; ++row) {
+            rotation.forward(row, column) = stepRotation_[4 * column + row];
+            rotation.inverse(column, row) = stepRotation_[4 * column + row];
+        }
+    Transform moved = makeTranslation(velocity * dt);
     moved *= transform;
     moved *= rotation;
     transform = moved;

@@ -38,11 +38,11 @@ private:
     // the step and spin it was made for. The frame loop always steps by the same
     // 0.01 s, so the rotation (the costliest part of an update, with its sine,
     // cosine and square root) is made once per asteroid instead of once per
-    // step; the composed transform is bit for bit the same. Only its upper 3 x 3
-    // block is kept (by columns): the rest of the forward matrix is the
+    // step; the composed transform is bit for bit the same. Only its first three
+    // columns are kept, each with its fourth row of 0: the last column is the
     // identity's and the inverse is the exact transpose, so both are rebuilt
-    // exactly from it, in a quarter of the memory that each update reads.
-    float stepRotation_[9] = {};
+    // exactly from them, in less than half the memory that each update reads.
+    float stepRotation_[12] = {};
     float rotationStep_ = 0.0f;
     Vec3 rotationSpin_;
     bool rotationValid_ = false;

@@ -85,22 +85,30 @@ using EntityMap = std::map<std::uint32_t, std::shared_ptr<Entity>, std::less<std
 // asks for the cache lines of the entity a few nodes ahead while it works on
 // the current one: at tens of thousands of entities a step is otherwise a
 // chain of cache misses. Bit k of kLines asks for the line at 64 k bytes into
-// the object; the default covers what every entity holds up to its mesh.
+// the object; the default covers what every entity holds up to its mesh. The
+// entities met ahead wait in a ring, so that the map is walked once: each step
+// of a map iterator is a call and a chain of dependent loads.
 template <unsigned kLines = 0b111u, typename Iterator, typename Visit>
 void forEachEntity(Iterator first, Iterator last, Visit&& visit) {
-    constexpr int kLookahead = 6;
-    Iterator ahead = first;
-    for (int i = 0; i < kLookahead && ahead != last; ++i)
-        ++ahead;
-    for (; first != last; ++first) {
-        if (ahead != last) {
-            const char* upcoming = reinterpret_cast<const char*>(ahead->second.get());
+    constexpr unsigned kLookahead = 8; // a power of two
+    Entity* ring[kLookahead];
+    unsigned waiting = 0;
+    for (; waiting < kLookahead && first != last; ++first)
+        ring[waiting++] = first->second.get();
+    for (unsigned next = 0; waiting != 0; next = (next + 1) % kLookahead) {
+        Entity* current = ring[next];
+        if (first != last) {
+            Entity* upcoming = first->second.get();
+            const char* lines = reinterpret_cast<const char*>(upcoming);
             for (unsigned line = 0; line < 8; ++line)
                 if (kLines & (1u << line))
-                    __builtin_prefetch(upcoming + 64 * line);
-            ++ahead;
+                    __builtin_prefetch(lines + 64 * line);
+            ring[next] = upcoming;
+            ++first;
+        } else {
+            --waiting;
         }
-        visit(*first->second);
+        visit(*current);
     }
 }
 

@@ -1,3 +1,4 @@
+#include "../geometry/bvh_oracle.h"
 #include "foundation/math/transform.h"
 #include "geometry/bvh.h"
 #include "geometry/geometry.h"
@@ -10,7 +11,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstring>
 #include <random>
+#include <set>
 
 namespace verdanium {
 namespace {
@@ -93,6 +97,110 @@ TEST_F(SceneHierarchyTest, TreeAnswersAsTheLinearWalkDoes) {
         EXPECT_LT(length(back - world), 2e-3f) << "ray " << i;
     }
     EXPECT_GT(hits, 500);
+}
+
+// The tree over the leaves [first, last) standing from node k, checked against the rules as they read: a
+// leaf of one item with its entity's world box; else the axis of the longest extent of the centroids' box
+// (ties leave x, y-z ties go to z), the floor(n / 2) smallest centroids on that axis on the left (NaN last),
+// the right child after the whole left subtree, and the union of the children's boxes. Returns the box.
+BoundingBox checkSubtree(const Scene& scene, std::size_t k, std::size_t first, std::size_t last) {
+    const BvhNode& node = scene.hierarchy.nodes.at(k);
+    const auto worldBox = [&](std::size_t i) {
+        const Entity& e = *scene.hierarchy.leafItems[i];
+        const Vec3 at{e.transform.forward.m[12], e.transform.forward.m[13], e.transform.forward.m[14]};
+        return BoundingBox{e.geometry->radiusBounds.lower + at, e.geometry->radiusBounds.upper + at};
+    };
+    const auto key = [&](std::size_t i, int axis) {
+        const BoundingBox b = worldBox(i);
+        return 0.5f * b.upper[axis] + 0.5f * b.lower[axis];
+    };
+    BoundingBox box;
+    if (last - first == 1) {
+        EXPECT_TRUE(node.count == 1 && node.index == first) << "leaf " << k;
+        box.extend(worldBox(first)); // the union of its one box, which leaves out NaN bounds
+    } else {
+        EXPECT_EQ(node.count, 0) << "node " << k;
+        BoundingBox centroids;
+        for (std::size_t i = first; i < last; ++i)
+            centroids.extend(Vec3{key(i, 0), key(i, 1), key(i, 2)});
+        const Vec3 e = centroids.upper - centroids.lower;
+        const float ex = std::fabs(e.x), ey = std::fabs(e.y), ez = std::fabs(e.z);
+        const int axis = ex > ey && ex > ez ? 0 : (ey <= ez ? 2 : 1);
+        EXPECT_EQ(node.axis, axis) << "node " << k;
+        const std::size_t mid = first + (last - first) / 2;
+        // No centroid on the right before one on the left: none smaller, and no number after a NaN.
+        float leftLargest = -INFINITY, rightSmallest = INFINITY;
+        bool leftNan = false, rightNumber = false;
+        for (std::size_t i = first; i < last; ++i) {
+            const float c = key(i, axis);
+            if (i < mid)
+                std::isnan(c) ? void(leftNan = true) : void(leftLargest = std::max(leftLargest, c));
+            else if (!std::isnan(c))
+                rightNumber = true, rightSmallest = std::min(rightSmallest, c);
+        }
+        EXPECT_FALSE(rightNumber && (leftNan || rightSmallest < leftLargest)) << "node " << k << " unsplit";
+        EXPECT_EQ(node.index, k + 2 * (mid - first)) << "node " << k;
+        box = checkSubtree(scene, k + 1, first, mid);
+        box.extend(checkSubtree(scene, node.index, mid, last));
+    }
+    EXPECT_EQ(std::memcmp(&node.lower, &box.lower, 3 * sizeof(float)) |
+                  std::memcmp(&node.upper, &box.upper, 3 * sizeof(float)),
+              0)
+        << "box of node " << k; // to the bit, NaN included
+    return box;
+}
+
+TEST_F(SceneHierarchyTest, TreesRebuiltStepByStepKeepTheRulesAndAnswerAsTheReferenceWalk) {
+    // Drifting crowds whose longest axis turns every step, so that splits change near the root as well as
+    // deep down: scattered, on a lattice (equal coordinates at the medians), flat, and one entity at NaN.
+    enum Crowd { Scattered, Lattice, FlatWithNan };
+    const auto cube = makeCube(1.0f);
+    for (const Crowd crowd : {Scattered, Lattice, FlatWithNan}) {
+        scene.entities.clear();
+        scene.hierarchy.clearKeepingCapacity();
+        const int count = crowd == Scattered ? 1500 : 700;
+        for (int i = 0; i < count; ++i) {
+            Vec3 at = randomPoint(100);
+            if (crowd == Lattice)
+                at = Vec3{std::floor(at.x / 25), std::floor(at.y / 25), std::floor(at.z / 25)};
+            if (crowd == FlatWithNan)
+                at.z = 3.0f;
+            auto entity = std::make_shared<Entity>(scene.nextEntityKey, cube);
+            entity->transform = makeTranslation(at);
+            scene.entities[scene.nextEntityKey++] = entity;
+        }
+        for (int step = 0; step < 10; ++step) {
+            const int longest = step % 3;
+            for (auto& [key, entity] : scene.entities) {
+                float* at = entity->transform.forward.m + 12;
+                for (int axis = 0; axis < 3; ++axis)
+                    at[axis] = crowd == Lattice
+                                   ? at[axis] + float(random() % 3) - 1.0f
+                                   : at[axis] * (axis == longest ? 1.3f : 0.85f) + uniform(-2, 2);
+                if (crowd == FlatWithNan)
+                    at[2] = key % 97 == 0 && step % 2 ? std::nanf("") : 3.0f;
+            }
+            scene.hierarchy.build(scene.entities.cbegin(), scene.entities.cend());
+            ASSERT_EQ(scene.hierarchy.nodes.size(), 2u * count - 1);
+            std::set<Entity*> items(scene.hierarchy.leafItems.begin(), scene.hierarchy.leafItems.end());
+            ASSERT_EQ(items.size(), std::size_t(count));
+            checkSubtree(scene, 0, 0, count);
+            if (::testing::Test::HasFailure())
+                FAIL() << "crowd " << crowd << ", step " << step;
+            for (int i = 0; i < 200; ++i) {
+                const auto& aim = std::next(scene.entities.begin(), random() % count)->second->transform;
+                Ray ray;
+                ray.origin = randomPoint(200);
+                ray.direction = Vec3{aim.forward.m[12], aim.forward.m[13], aim.forward.m[14]} - ray.origin;
+                Hit hit, reference;
+                const bool found = scene.intersect(ray, hit);
+                const bool expected = bvh_oracle::sceneQuery(scene, ray, &reference);
+                ASSERT_EQ(bvh_oracle::difference(found, hit, expected, reference), "")
+                    << "crowd " << crowd << ", step " << step << bvh_oracle::describe(ray);
+                ASSERT_EQ(scene.occluded(ray), bvh_oracle::sceneQuery(scene, ray, nullptr));
+            }
+        }
+    }
 }
 
 } // namespace
