@@ -115,10 +115,11 @@ TEST_F(ObjReaderNumbersTest, EveryNumberIsReadAsScanfReadsIt) {
             const std::vector<float>& want = expected.arrays[k];
             const float* first = arrays[k] ? arrays[k] + kWidths[k] : nullptr;
             const std::vector<float> got(first, first ? first + want.size() : first);
-            ASSERT_EQ(got.size() == want.size() ? std::memcmp(got.data(), want.data(), 4 * want.size()) : 1,
-                      0)
-                << "array " << k << " got " << ::testing::PrintToString(got) << " want "
-                << ::testing::PrintToString(want);
+            const bool sameBits =
+                got.size() == want.size() &&
+                (want.empty() || std::memcmp(got.data(), want.data(), 4 * want.size()) == 0);
+            ASSERT_TRUE(sameBits) << "array " << k << " got " << ::testing::PrintToString(got) << " want "
+                                  << ::testing::PrintToString(want);
         }
         glmFreeModel(model);
         ++compared;
