@@ -4,10 +4,11 @@
 
 namespace verdanium {
 
-// The leaves read their triangles from leafTriangles, in leaf order, rather than through leafItems and the
-// mesh's positions: one contiguous record per leaf, near its neighbours in the tree. The arithmetic is the
-// same as intersectTriangle's on the corners, so the results are identical. The range conditions are
-// combined without branching, like the triangle test itself.
+// Most rays take the four-wide copy, which tests the triangles of a small subtree together. The others (a
+// zero direction component with the origin on a box plane, a non-finite origin) walk the binary tree, whose
+// leaves read their triangles from leafTriangles: the same records and the same arithmetic as the copy's, so
+// the results are identical either way. The range conditions are combined without branching, like the
+// triangle test itself.
 bool MeshBvh::intersect(const Ray& ray, Hit& hit) const {
     const LeafTriangle* triangles = leafTriangles.data();
     const Geometry* mesh = owner;
@@ -32,7 +33,7 @@ bool MeshBvh::intersect(const Ray& ray, Hit& hit) const {
     };
     const SlabRay slab = makeSlabRay(ray);
     if (wide.walksExactly(slab))
-        return wide.intersect<false>(slab, ray, hit, leaf);
+        return wide.intersect(slab, ray, hit, mesh);
     return binaryIntersect(nodes, slab, ray, hit, leaf);
 }
 
@@ -51,7 +52,7 @@ bool MeshBvh::occluded(const Ray& ray) const {
     };
     const SlabRay slab = makeSlabRay(ray);
     if (wide.walksExactly(slab))
-        return wide.occluded<false>(slab, ray, leaf);
+        return wide.occluded(slab, ray);
     return binaryOccluded(nodes, slab, ray, leaf);
 }
 

@@ -182,6 +182,11 @@ void compareEveryFamily(const std::string& name, const std::vector<Vec3>& corner
             ray.direction[(axis + 1) % 3] = pick(2) ? 0.0f : -0.0f;
         comparer.ranges(mesh, ray, random, "ray in a box plane " + std::to_string(i));
 
+        // Along an axis plane that holds no box plane: infinite inverses, with no NaN slab distance.
+        random.next(ray.origin, ray.direction);
+        ray.direction[axis] = pick(2) ? 0.0f : -0.0f;
+        comparer.ranges(mesh, ray, random, "ray along an axis plane " + std::to_string(i));
+
         // From inside a node's box, or from one of its faces.
         ray.origin = randomIn(random, nodes[pick(nodes.size())]);
         if (i % 2)

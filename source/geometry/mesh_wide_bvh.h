@@ -1,0 +1,94 @@
+#pragma once
+
+#include "foundation/math/vec3.h"
+#include "geometry/binary_bvh_walk.h"
+#include "geometry/bvh_node.h"
+#include "geometry/hit.h"
+#include "geometry/ray.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace verdanium {
+
+class Geometry;
+
+// What a mesh leaf tests: the first corner and the two edges of the triangle, made once at build time by
+// exactly the subtractions the plain triangle test makes, so results stay bit-identical.
+struct LeafTriangle {
+    Vec3 a;
+    Vec3 edge1;
+    Vec3 edge2;
+    std::uint32_t firstVertex = 0;
+};
+
+// Up to four triangles side by side, one lane each, coordinate by coordinate: a ray tests them with one
+// vector operation per step of the triangle test. Unused lanes hold zeros (a zero determinant: never struck).
+struct alignas(16) TriangleQuad {
+    float a[3][4];
+    float edge1[3][4];
+    float edge2[3][4];
+};
+
+// A node of the mesh's four-wide walk. Either every lane is a wide node below (an inner node), or every lane
+// is one triangle of the mesh (a cluster: the leaves of a binary subtree of at most four), whose box and
+// triangle a ray then tests in one go instead of visiting each leaf on its own.
+struct alignas(64) MeshWideNode {
+    // Box planes by plane, one lane per child: lower x, y, z, then upper x, y, z.
+    float planes[6][4];
+    // Inner node: lane k's wide node. Cluster: lane k's triangle, by its first vertex.
+    std::uint32_t child[4];
+    // Cluster: the position of its triangles in the quad array.
+    std::uint32_t quad = 0;
+    // Bit k set when lane k holds a child.
+    std::uint8_t occupied = 0;
+    bool cluster = false;
+    // Per sign octant (SlabRay::octant), the lanes in the binary walk's order: the lane visited at position
+    // p in bits 2p and 2p + 1. Positions past the occupied lanes name unoccupied ones.
+    std::uint8_t order[8];
+};
+static_assert(sizeof(MeshWideNode) == 128, "a wide node is two cache lines");
+
+// The copy of a mesh's binary tree that the mesh queries walk, four children to a node and the triangles of
+// each small subtree packed beside it. It answers exactly as the binary walk (binary_bvh_walk.h) does, by the
+// argument of wide_bvh.h: the lanes of a node are a cut through the binary subtree below it, visited in the
+// binary walk's order for the ray's sign octant; the boxes of the levels folded away are unions of the lanes'
+// boxes and need no test of their own on rays whose slab distances are free of NaN; each lane's entry is
+// compared with the limit again when its turn comes. In a cluster the triangles are tested all at once,
+// since a triangle's u, v and t do not depend on the limit; whether a triangle is taken is then decided
+// lane by lane in the walk's order against the hit of the moment, as the binary walk would.
+class MeshWideBvh {
+public:
+    // Replaces the copy with one of `binary`, a finished mesh tree (one triangle per leaf, inner boxes the
+    // unions of their children's), whose leaf items are `triangles` in leaf order. A tree that does not
+    // qualify (another leaf size, a plane that is not finite) leaves the copy empty.
+    void build(std::span<const BvhNode> binary, std::span<const LeafTriangle> triangles);
+    void clear();
+
+    // Whether this walk answers `slab`'s ray as the binary walk does; otherwise walk the binary tree. It does
+    // where no slab distance can be NaN: a finite origin, and per axis a finite nonzero inverse, or an
+    // infinite one (a zero direction component) with the origin on none of the tree's planes of that axis,
+    // where the distances are infinities of known sign instead of 0 * infinity.
+    bool walksExactly(const SlabRay& slab) const {
+        return !nodes.empty() && (slab.finite || walksAlongPlanes(slab));
+    }
+
+    // The binary walk's nearest hit (MeshBvh::intersect), naming `mesh` in the hit.
+    bool intersect(const SlabRay& slab, const Ray& ray, Hit& hit, const Geometry* mesh) const;
+    // Whether any triangle is struck within [ray.tMin, ray.tMax] in a leaf the walk reaches.
+    bool occluded(const SlabRay& slab, const Ray& ray) const;
+
+private:
+    friend struct MeshWideBuilder;
+
+    bool walksAlongPlanes(const SlabRay& slab) const;
+
+    std::vector<MeshWideNode> nodes;
+    std::vector<TriangleQuad> quads;
+    // Per axis, every box plane of the tree, sorted, once each. The leaves' planes are all of them, since
+    // every inner box is a union of leaf boxes.
+    std::vector<float> planes[3];
+};
+
+} // namespace verdanium
