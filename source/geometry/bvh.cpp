@@ -31,10 +31,10 @@ bool MeshBvh::intersect(const Ray& ray, Hit& hit) const {
         }
         return found;
     };
-    const SlabRay slab = makeSlabRay(ray);
-    if (wide.walksExactly(slab))
-        return wide.intersect(slab, ray, hit, mesh);
-    return binaryIntersect(nodes, slab, ray, hit, leaf);
+    bool found;
+    if (wide.intersect(ray, hit, mesh, found))
+        return found;
+    return binaryIntersect(nodes, makeSlabRay(ray), ray, hit, leaf);
 }
 
 bool MeshBvh::occluded(const Ray& ray) const {
@@ -50,10 +50,10 @@ bool MeshBvh::occluded(const Ray& ray) const {
         }
         return false;
     };
-    const SlabRay slab = makeSlabRay(ray);
-    if (wide.walksExactly(slab))
-        return wide.occluded(slab, ray);
-    return binaryOccluded(nodes, slab, ray, leaf);
+    bool blocked;
+    if (wide.occluded(ray, blocked))
+        return blocked;
+    return binaryOccluded(nodes, makeSlabRay(ray), ray, leaf);
 }
 
 } // namespace verdanium

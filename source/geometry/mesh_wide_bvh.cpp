@@ -2,15 +2,16 @@
 
 #include "geometry/bounding_box.h"
 #include "geometry/triangle_intersection.h"
-#include "geometry/wide_bvh.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#if defined(__SSE2__)
-#include <xmmintrin.h>
+// The walk is written for four-lane vectors, which every x86-64 processor has.
+#if !defined(__SSE2__)
+#error "the mesh walk needs SSE2"
 #endif
+#include <emmintrin.h>
 
 namespace verdanium {
 
@@ -72,34 +73,23 @@ struct MeshWideBuilder {
         return good;
     }
 
-    std::uint32_t emit(std::uint32_t node) {
-        const auto self = static_cast<std::uint32_t>(copy.nodes.size());
-        copy.nodes.emplace_back();
-        std::vector<std::uint32_t> lanes;
-        const bool cluster = isLeaf(node) || leafCounts[node] <= kClusterSize;
-        if (cluster) {
-            leavesOf(node, lanes);
-        } else {
-            for (const std::uint32_t child : {node + 1, right(node)}) {
-                if (!isLeaf(child) && leafCounts[child] > kClusterSize) {
-                    lanes.push_back(child + 1);
-                    lanes.push_back(right(child));
-                } else {
-                    lanes.push_back(child);
-                }
-            }
-        }
-
-        MeshWideNode wide;
+    // The boxes of `lanes` in the lanes of `wide`, the empty box in the others, and the lanes' order from
+    // `node`.
+    template <typename WideNode>
+    void setLanes(WideNode& wide, std::uint32_t node, const std::vector<std::uint32_t>& lanes) {
         const BoundingBox empty;
-        for (int lane = 0; lane < 4; ++lane) {
+        for (std::size_t lane = 0; lane < 4; ++lane) {
+            const bool used = lane < lanes.size();
+            if (used)
+                exact = exact && finiteBox(binary[lanes[lane]]);
+            const Vec3& lower = used ? binary[lanes[lane]].lower : empty.lower;
+            const Vec3& upper = used ? binary[lanes[lane]].upper : empty.upper;
             for (int axis = 0; axis < 3; ++axis) {
-                wide.planes[axis][lane] = empty.lower[axis];
-                wide.planes[axis + 3][lane] = empty.upper[axis];
+                wide.planes[axis][lane] = lower[axis];
+                wide.planes[axis + 3][lane] = upper[axis];
             }
-            wide.child[lane] = 0;
+            wide.occupied |= static_cast<std::uint8_t>((used ? 1u : 0u) << lane);
         }
-        wide.cluster = cluster;
         for (unsigned octant = 0; octant < 8; ++octant) {
             unsigned order = 0;
             int position = 0;
@@ -108,40 +98,49 @@ struct MeshWideBuilder {
                 order |= lane << (2 * position++);
             wide.order[octant] = static_cast<std::uint8_t>(order);
         }
-        TriangleQuad quad{};
-        for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
-            const BvhNode& box = binary[lanes[lane]];
-            exact = exact && finiteBox(box);
-            for (int axis = 0; axis < 3; ++axis) {
-                wide.planes[axis][lane] = box.lower[axis];
-                wide.planes[axis + 3][lane] = box.upper[axis];
+    }
+
+    // The copy of the subtree at `node`, as a walk reference.
+    std::uint32_t emit(std::uint32_t node) {
+        std::vector<std::uint32_t> lanes;
+        if (isLeaf(node) || leafCounts[node] <= kClusterSize) {
+            leavesOf(node, lanes);
+            MeshCluster cluster{};
+            setLanes(cluster, node, lanes);
+            for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
+                const LeafTriangle& triangle = triangles[binary[lanes[lane]].index];
+                cluster.firstVertex[lane] = triangle.firstVertex;
+                for (int axis = 0; axis < 3; ++axis) {
+                    cluster.triangles.a[axis][lane] = triangle.a[axis];
+                    cluster.triangles.edge1[axis][lane] = triangle.edge1[axis];
+                    cluster.triangles.edge2[axis][lane] = triangle.edge2[axis];
+                }
             }
-            wide.occupied |= static_cast<std::uint8_t>(1u << lane);
-            if (!cluster)
-                continue;
-            const LeafTriangle& triangle = triangles[box.index];
-            wide.child[lane] = triangle.firstVertex;
-            for (int axis = 0; axis < 3; ++axis) {
-                quad.a[axis][lane] = triangle.a[axis];
-                quad.edge1[axis][lane] = triangle.edge1[axis];
-                quad.edge2[axis][lane] = triangle.edge2[axis];
+            copy.clusters.push_back(cluster);
+            return MeshWideBvh::cluster(static_cast<std::uint32_t>(copy.clusters.size() - 1));
+        }
+        for (const std::uint32_t child : {node + 1, right(node)}) {
+            if (!isLeaf(child) && leafCounts[child] > kClusterSize) {
+                lanes.push_back(child + 1);
+                lanes.push_back(right(child));
+            } else {
+                lanes.push_back(child);
             }
         }
-        if (cluster) {
-            wide.quad = static_cast<std::uint32_t>(copy.quads.size());
-            copy.quads.push_back(quad);
-        } else {
-            for (std::size_t lane = 0; lane < lanes.size(); ++lane)
-                wide.child[lane] = emit(lanes[lane]);
-        }
+        const auto self = static_cast<std::uint32_t>(copy.nodes.size());
+        copy.nodes.emplace_back();
+        MeshWideNode wide{};
+        setLanes(wide, node, lanes);
+        for (std::size_t lane = 0; lane < 4; ++lane)
+            wide.child[lane] = lane < lanes.size() ? emit(lanes[lane]) : 0;
         copy.nodes[self] = wide;
-        return self;
+        return MeshWideBvh::inner(self);
     }
 };
 
 void MeshWideBvh::clear() {
     nodes.clear();
-    quads.clear();
+    clusters.clear();
     for (std::vector<float>& axis : planes)
         axis.clear();
 }
@@ -155,9 +154,9 @@ void MeshWideBvh::build(std::span<const BvhNode> binary, std::span<const LeafTri
     builder.countLeaves();
     if (!builder.exact)
         return;
-    nodes.reserve(binary.size() / 3 + 1);
-    quads.reserve(binary.size() / 4 + 1);
-    builder.emit(0);
+    nodes.reserve(binary.size() / 6 + 1);
+    clusters.reserve(binary.size() / 4 + 1);
+    root = builder.emit(0);
     if (!builder.exact) {
         clear();
         return;
@@ -175,9 +174,9 @@ void MeshWideBvh::build(std::span<const BvhNode> binary, std::span<const LeafTri
     }
 }
 
-bool MeshWideBvh::walksAlongPlanes(const SlabRay& slab) const {
+bool MeshWideBvh::walksAlongPlanes(const float origins[4], const float inverses[4]) const {
     for (int axis = 0; axis < 3; ++axis) {
-        const float origin = slab.origin[axis], inverse = slab.inverse[axis];
+        const float origin = origins[axis], inverse = inverses[axis];
         if (!std::isfinite(origin))
             return false;
         if (std::isfinite(inverse) && inverse != 0.0f)
@@ -191,13 +190,83 @@ bool MeshWideBvh::walksAlongPlanes(const SlabRay& slab) const {
 
 namespace {
 
+// The per-ray constants of the walk in vector form, made once per query so that the loop reloads them rather
+// than broadcasting them again at every node: those of SlabRay (binary_bvh_walk.h), computed alike.
+struct WideRay {
+    __m128 origin[3];
+    __m128 inverse[3];
+    __m128 tMin;
+    // Per axis the byte offset in a node of the plane the ray enters through, and of the one it leaves by.
+    std::uint32_t entry[3];
+    std::uint32_t exit[3];
+    std::uint32_t octant;
+    // Origin finite and every inverse finite and nonzero.
+    bool finite;
+    // Origin and inverse per axis, for rays that are not finite.
+    alignas(16) float origins[4];
+    alignas(16) float inverses[4];
+
+    explicit WideRay(const Ray& ray) {
+        const __m128 o = _mm_setr_ps(ray.origin.x, ray.origin.y, ray.origin.z, 0.0f);
+        // A true division per lane, as 1 / direction is per axis; the fourth lane divides by 1.
+        const __m128 inv = _mm_div_ps(_mm_set1_ps(1.0f),
+                                      _mm_setr_ps(ray.direction.x, ray.direction.y, ray.direction.z, 1.0f));
+        origin[0] = _mm_shuffle_ps(o, o, 0x00);
+        origin[1] = _mm_shuffle_ps(o, o, 0x55);
+        origin[2] = _mm_shuffle_ps(o, o, 0xaa);
+        inverse[0] = _mm_shuffle_ps(inv, inv, 0x00);
+        inverse[1] = _mm_shuffle_ps(inv, inv, 0x55);
+        inverse[2] = _mm_shuffle_ps(inv, inv, 0xaa);
+        tMin = _mm_set1_ps(ray.tMin);
+        // The sign is 1 unless the inverse is >= 0, so a NaN counts as 1.
+        octant = static_cast<unsigned>(_mm_movemask_ps(_mm_cmpnge_ps(inv, _mm_setzero_ps()))) & 7u;
+        for (std::uint32_t axis = 0; axis < 3; ++axis) {
+            const std::uint32_t sign = (octant >> axis) & 1u;
+            entry[axis] = (axis + 3 * sign) * sizeof(__m128);
+            exit[axis] = (axis + 3 * (1 - sign)) * sizeof(__m128);
+        }
+        // |x| < infinity fails for infinities and NaN.
+        const __m128 magnitude = _mm_set1_ps(std::numeric_limits<float>::infinity());
+        const __m128 absolute = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
+        const __m128 good = _mm_and_ps(_mm_and_ps(_mm_cmplt_ps(_mm_and_ps(o, absolute), magnitude),
+                                                  _mm_cmplt_ps(_mm_and_ps(inv, absolute), magnitude)),
+                                       _mm_cmpneq_ps(inv, _mm_setzero_ps()));
+        finite = (_mm_movemask_ps(good) & 7) == 7;
+        _mm_store_ps(origins, o);
+        _mm_store_ps(inverses, inv);
+    }
+};
+
+// The slab test of four boxes, as wideSlabHits (wide_bvh.h) makes it: a lane passes if its entry t0 is short
+// of the limit, its exit t1 beyond tMin and its entry not beyond its exit, which on rays free of NaN
+// distances is the binary walk's test. Writes each lane's t0 and returns the bits of the occupied lanes
+// passed.
+template <typename WideNode>
+inline unsigned slabHits(const WideNode& node, const WideRay& ray, __m128 limit, __m128& entry) {
+    const auto* planes = reinterpret_cast<const unsigned char*>(node.planes);
+    const auto distance = [&](std::uint32_t offset, int axis) {
+        const __m128 plane = _mm_load_ps(reinterpret_cast<const float*>(planes + offset));
+        return _mm_mul_ps(_mm_sub_ps(plane, ray.origin[axis]), ray.inverse[axis]);
+    };
+    __m128 t0 = distance(ray.entry[0], 0);
+    __m128 t1 = distance(ray.exit[0], 0);
+    for (int axis = 1; axis < 3; ++axis) {
+        t0 = _mm_max_ps(distance(ray.entry[axis], axis), t0);
+        t1 = _mm_min_ps(distance(ray.exit[axis], axis), t1);
+    }
+    entry = t0;
+    // Rejected where t0 >= limit, as the binary test says it (a NaN limit rejects nothing).
+    const __m128 passes =
+        _mm_and_ps(_mm_and_ps(_mm_cmple_ps(t0, t1), _mm_cmpnge_ps(t0, limit)), _mm_cmpgt_ps(t1, ray.tMin));
+    return static_cast<unsigned>(_mm_movemask_ps(passes)) & node.occupied;
+}
+
 // The triangle test of intersectTriangleEdges on the four lanes of a quad, the same operations in the same
 // order per lane (no fused products: the build targets plain SSE2), so each lane's u, v and t are the scalar
 // test's to the bit. Returns the lanes inside their triangle with t in [ray.tMin, ray.tMax] and not beyond
 // hitT, and writes every lane's u, v and t.
 inline unsigned quadHits(const TriangleQuad& quad, const Ray& ray, float hitT, float u[4], float v[4],
                          float t[4]) {
-#if defined(__SSE2__)
     const __m128 dx = _mm_set1_ps(ray.direction.x), dy = _mm_set1_ps(ray.direction.y),
                  dz = _mm_set1_ps(ray.direction.z);
     const __m128 e1x = _mm_load_ps(quad.edge1[0]), e1y = _mm_load_ps(quad.edge1[1]),
@@ -231,27 +300,18 @@ inline unsigned quadHits(const TriangleQuad& quad, const Ray& ray, float hitT, f
     good = _mm_and_ps(good, _mm_cmpge_ps(tt, _mm_set1_ps(ray.tMin)));
     good = _mm_and_ps(
         good, _mm_and_ps(_mm_cmpngt_ps(tt, _mm_set1_ps(ray.tMax)), _mm_cmpngt_ps(tt, _mm_set1_ps(hitT))));
-    _mm_storeu_ps(u, uu);
-    _mm_storeu_ps(v, vv);
-    _mm_storeu_ps(t, tt);
+    _mm_store_ps(u, uu);
+    _mm_store_ps(v, vv);
+    _mm_store_ps(t, tt);
     return static_cast<unsigned>(_mm_movemask_ps(good));
-#else
-    unsigned struck = 0;
-    for (int lane = 0; lane < 4; ++lane) {
-        const Vec3 a{quad.a[0][lane], quad.a[1][lane], quad.a[2][lane]};
-        const Vec3 edge1{quad.edge1[0][lane], quad.edge1[1][lane], quad.edge1[2][lane]};
-        const Vec3 edge2{quad.edge2[0][lane], quad.edge2[1][lane], quad.edge2[2][lane]};
-        const bool inside = intersectTriangleEdges(a, edge1, edge2, ray, u[lane], v[lane], t[lane]);
-        const bool inRange = t[lane] >= ray.tMin && !(t[lane] > ray.tMax) && !(t[lane] > hitT);
-        struck |= (inside && inRange ? 1u : 0u) << lane;
-    }
-    return struck;
-#endif
 }
 
 } // namespace
 
-bool MeshWideBvh::intersect(const SlabRay& slab, const Ray& ray, Hit& hit, const Geometry* mesh) const {
+bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool& result) const {
+    const WideRay wide(ray);
+    if (empty() || !(wide.finite || walksAlongPlanes(wide.origins, wide.inverses)))
+        return false;
     // The stack as two parallel arrays (see WideBvh::intersect), with four spare entries for a node's lanes.
     float entries[kWalkStackSize + 4];
     std::uint32_t stack[kWalkStackSize + 4];
@@ -259,24 +319,29 @@ bool MeshWideBvh::intersect(const SlabRay& slab, const Ray& ray, Hit& hit, const
     // here.
     int size = 1;
     entries[0] = -std::numeric_limits<float>::infinity();
-    stack[0] = 0;
+    stack[0] = root;
     bool found = false;
     while (size > 0) {
         --size;
         const float limit = walkLimit(ray, hit);
         if (entries[size] >= limit)
             continue;
-        const MeshWideNode& node = nodes[stack[size]];
-        float entry[4];
-        const unsigned mask = wideSlabHits(node, slab, ray.tMin, limit, entry);
-        const unsigned order = node.order[slab.octant];
-        if (node.cluster) {
-            if (mask == 0)
+        const std::uint32_t child = stack[size];
+        alignas(16) float entry[4];
+        __m128 entryVector;
+        if (child & 1u) {
+            const MeshCluster& cluster = clusters[child >> 1];
+            // Boxes and triangles at once: the triangles cost less than a branch on the boxes that the ray
+            // decides at random.
+            alignas(16) float u[4], v[4], t[4];
+            unsigned struck = slabHits(cluster, wide, _mm_set1_ps(limit), entryVector) &
+                              quadHits(cluster.triangles, ray, hit.t, u, v, t);
+            if (struck == 0)
                 continue;
-            float u[4], v[4], t[4];
-            unsigned struck = mask & quadHits(quads[node.quad], ray, hit.t, u, v, t);
+            _mm_store_ps(entry, entryVector);
             // Taken in the walk's order, each against the limit and the hit of its turn: a lane's box entry
             // must still fall short of the limit, and an equal t replaces the hit.
+            const unsigned order = cluster.order[wide.octant];
             for (int position = 0; struck != 0; ++position) {
                 const unsigned lane = (order >> (2 * position)) & 3u;
                 if (((struck >> lane) & 1u) == 0)
@@ -288,13 +353,17 @@ bool MeshWideBvh::intersect(const SlabRay& slab, const Ray& ray, Hit& hit, const
                 hit.v = v[lane];
                 hit.t = t[lane];
                 hit.geometry = mesh;
-                hit.firstIndex = node.child[lane];
+                hit.firstIndex = cluster.firstVertex[lane];
                 hit.complete = false;
                 found = true;
             }
             continue;
         }
+        const MeshWideNode& node = nodes[child >> 1];
+        const unsigned mask = slabHits(node, wide, _mm_set1_ps(limit), entryVector);
+        _mm_store_ps(entry, entryVector);
         // Pushed last visited first; every lane is written and only those that passed are kept.
+        const unsigned order = node.order[wide.octant];
         for (int position = 3; position >= 0; --position) {
             const unsigned lane = (order >> (2 * position)) & 3u;
             entries[size] = entry[lane];
@@ -302,34 +371,43 @@ bool MeshWideBvh::intersect(const SlabRay& slab, const Ray& ray, Hit& hit, const
             size += static_cast<int>((mask >> lane) & 1u);
         }
     }
-    return found;
+    result = found;
+    return true;
 }
 
-bool MeshWideBvh::occluded(const SlabRay& slab, const Ray& ray) const {
-    // The limit never changes, so a lane that passed stays passed: no entry distances on the stack. The
-    // answer is the same in any order; near lanes first find a hit sooner.
+bool MeshWideBvh::occluded(const Ray& ray, bool& blocked) const {
+    const WideRay wide(ray);
+    if (empty() || !(wide.finite || walksAlongPlanes(wide.origins, wide.inverses)))
+        return false;
+    const __m128 limit = _mm_set1_ps(ray.tMax);
+    // The limit never changes, so a lane that passed stays passed: no entry distances on the stack, and the
+    // answer is the same in any order, so the lanes go on the stack as they stand.
     std::uint32_t stack[kWalkStackSize + 4];
     int size = 1;
-    stack[0] = 0;
+    stack[0] = root;
     constexpr float kNoHit = std::numeric_limits<float>::infinity();
     while (size > 0) {
-        const MeshWideNode& node = nodes[stack[--size]];
-        float entry[4];
-        const unsigned mask = wideSlabHits(node, slab, ray.tMin, ray.tMax, entry);
-        if (node.cluster) {
-            float u[4], v[4], t[4];
-            if (mask != 0 && (mask & quadHits(quads[node.quad], ray, kNoHit, u, v, t)) != 0)
+        const std::uint32_t child = stack[--size];
+        __m128 entry;
+        if (child & 1u) {
+            const MeshCluster& cluster = clusters[child >> 1];
+            alignas(16) float u[4], v[4], t[4];
+            if ((slabHits(cluster, wide, limit, entry) & quadHits(cluster.triangles, ray, kNoHit, u, v, t)) !=
+                0) {
+                blocked = true;
                 return true;
+            }
             continue;
         }
-        const unsigned order = node.order[slab.octant];
-        for (int position = 3; position >= 0; --position) {
-            const unsigned lane = (order >> (2 * position)) & 3u;
+        const MeshWideNode& node = nodes[child >> 1];
+        const unsigned mask = slabHits(node, wide, limit, entry);
+        for (int lane = 0; lane < 4; ++lane) {
             stack[size] = node.child[lane];
             size += static_cast<int>((mask >> lane) & 1u);
         }
     }
-    return false;
+    blocked = false;
+    return true;
 }
 
 } // namespace verdanium

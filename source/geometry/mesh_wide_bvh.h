@@ -6,6 +6,7 @@
 #include "geometry/hit.h"
 #include "geometry/ray.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -31,24 +32,32 @@ struct alignas(16) TriangleQuad {
     float edge2[3][4];
 };
 
-// A node of the mesh's four-wide walk. Either every lane is a wide node below (an inner node), or every lane
-// is one triangle of the mesh (a cluster: the leaves of a binary subtree of at most four), whose box and
-// triangle a ray then tests in one go instead of visiting each leaf on its own.
+// An inner node of the mesh's four-wide walk: four lanes, each an inner node or a cluster below.
 struct alignas(64) MeshWideNode {
     // Box planes by plane, one lane per child: lower x, y, z, then upper x, y, z.
     float planes[6][4];
-    // Inner node: lane k's wide node. Cluster: lane k's triangle, by its first vertex.
+    // Lane k's child as a walk reference (MeshWideBvh::inner, MeshWideBvh::cluster).
     std::uint32_t child[4];
-    // Cluster: the position of its triangles in the quad array.
-    std::uint32_t quad = 0;
     // Bit k set when lane k holds a child.
     std::uint8_t occupied = 0;
-    bool cluster = false;
     // Per sign octant (SlabRay::octant), the lanes in the binary walk's order: the lane visited at position
     // p in bits 2p and 2p + 1. Positions past the occupied lanes name unoccupied ones.
     std::uint8_t order[8];
 };
-static_assert(sizeof(MeshWideNode) == 128, "a wide node is two cache lines");
+static_assert(sizeof(MeshWideNode) == 128, "an inner node is two cache lines");
+
+// The leaves of a binary subtree of at most four, one triangle per lane: a ray tests their boxes and their
+// triangles in one go instead of visiting each leaf on its own. What every visit reads comes first, in four
+// cache lines; the first vertices, read only for a hit, last.
+struct alignas(64) MeshCluster {
+    float planes[6][4];
+    std::uint8_t occupied = 0;
+    std::uint8_t order[8];
+    TriangleQuad triangles;
+    // Lane k's triangle, by its first vertex.
+    std::uint32_t firstVertex[4];
+};
+static_assert(offsetof(MeshCluster, firstVertex) == 256, "a visit reads four cache lines");
 
 // The copy of a mesh's binary tree that the mesh queries walk, four children to a node and the triangles of
 // each small subtree packed beside it. It answers exactly as the binary walk (binary_bvh_walk.h) does, by the
@@ -65,27 +74,33 @@ public:
     // qualify (another leaf size, a plane that is not finite) leaves the copy empty.
     void build(std::span<const BvhNode> binary, std::span<const LeafTriangle> triangles);
     void clear();
+    bool empty() const { return nodes.empty() && clusters.empty(); }
 
-    // Whether this walk answers `slab`'s ray as the binary walk does; otherwise walk the binary tree. It does
-    // where no slab distance can be NaN: a finite origin, and per axis a finite nonzero inverse, or an
+    // Where this walk answers `ray` exactly as the binary walk does: sets `found` to the answer and returns
+    // true. Otherwise returns false and changes nothing; the binary tree must answer. It answers where no
+    // slab distance can be NaN: a finite origin, and per axis a finite nonzero inverse direction, or an
     // infinite one (a zero direction component) with the origin on none of the tree's planes of that axis,
     // where the distances are infinities of known sign instead of 0 * infinity.
-    bool walksExactly(const SlabRay& slab) const {
-        return !nodes.empty() && (slab.finite || walksAlongPlanes(slab));
-    }
+    //
+    // Nearest hit: the hit of MeshBvh::intersect, naming `mesh`.
+    bool intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool& found) const;
+    // Any hit: whether a triangle is struck within [ray.tMin, ray.tMax] in a leaf the walk reaches.
+    bool occluded(const Ray& ray, bool& blocked) const;
 
-    // The binary walk's nearest hit (MeshBvh::intersect), naming `mesh` in the hit.
-    bool intersect(const SlabRay& slab, const Ray& ray, Hit& hit, const Geometry* mesh) const;
-    // Whether any triangle is struck within [ray.tMin, ray.tMax] in a leaf the walk reaches.
-    bool occluded(const SlabRay& slab, const Ray& ray) const;
+    // A child in the walk: an inner node's or a cluster's position, shifted left by one, with bit 0 set for a
+    // cluster, so that the walk knows what it goes to before it loads it.
+    static std::uint32_t inner(std::uint32_t position) { return position << 1; }
+    static std::uint32_t cluster(std::uint32_t position) { return position << 1 | 1u; }
 
 private:
     friend struct MeshWideBuilder;
 
-    bool walksAlongPlanes(const SlabRay& slab) const;
+    bool walksAlongPlanes(const float origin[4], const float inverse[4]) const;
 
     std::vector<MeshWideNode> nodes;
-    std::vector<TriangleQuad> quads;
+    std::vector<MeshCluster> clusters;
+    // The root as a walk reference.
+    std::uint32_t root = 0;
     // Per axis, every box plane of the tree, sorted, once each. The leaves' planes are all of them, since
     // every inner box is a union of leaf boxes.
     std::vector<float> planes[3];

@@ -106,9 +106,8 @@ private:
 // of the limit, its exit t1 beyond tMin and its entry not beyond its exit. Writes each lane's t0 and returns
 // the bits of the lanes passed (occupied lanes only). For a ray on which walksExactly holds, where no
 // distance is NaN: then this is the binary slab test, whose entry and exit come to the largest entry and the
-// smallest exit. Any node with the planes and occupied members of WideBvhNode will do.
-template <typename WideNode>
-inline unsigned wideSlabHits(const WideNode& node, const SlabRay& ray, float tMin, float limit,
+// smallest exit.
+inline unsigned wideSlabHits(const WideBvhNode& node, const SlabRay& ray, float tMin, float limit,
                              float entry[4]) {
 #if defined(__SSE2__)
     const auto distances = [&](int axis, __m128& near, __m128& far) {
