@@ -4,6 +4,7 @@
 #include "geometry/triangle_intersection.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -361,7 +362,15 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
         }
         const MeshWideNode& node = nodes[child >> 1];
         const unsigned mask = slabHits(node, wide, _mm_set1_ps(limit), entryVector);
+        if (mask == 0)
+            continue;
         _mm_store_ps(entry, entryVector);
+        if ((mask & (mask - 1)) == 0) {
+            const int lane = std::countr_zero(mask);
+            entries[size] = entry[lane];
+            stack[size++] = node.child[lane];
+            continue;
+        }
         // Pushed last visited first; every lane is written and only those that passed are kept.
         const unsigned order = node.order[wide.octant];
         for (int position = 3; position >= 0; --position) {
