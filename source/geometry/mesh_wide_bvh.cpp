@@ -17,9 +17,9 @@
 namespace verdanium {
 
 // Makes the copy top down. The lanes of a node are a cut through the binary subtree below it: a subtree of at
-// most four leaves becomes a cluster of its leaves; a larger one gets its two children as lanes, each opened
-// into its own two children when it has more than four leaves, so that the lanes below are mostly full
-// clusters or inner nodes with four lanes.
+// most four leaves becomes a cluster of its leaves, one of five to eight a pair of clusters; a larger one
+// gets its two children as lanes, each opened into its own two children when it has more than four leaves, so
+// that the lanes below are mostly full clusters or inner nodes with four lanes.
 struct MeshWideBuilder {
     std::span<const BvhNode> binary;
     std::span<const LeafTriangle> triangles;
@@ -51,18 +51,27 @@ struct MeshWideBuilder {
         leavesOf(right(node), lanes);
     }
 
-    // The positions of `lanes` in the order the binary walk reaches them from `node` in the given octant.
-    void walkOrder(std::uint32_t node, unsigned octant, const std::vector<std::uint32_t>& lanes,
-                   unsigned& order, int& position) const {
-        for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
-            if (lanes[lane] == node) {
-                order |= static_cast<unsigned>(lane) << (2 * position++);
-                return;
+    // The lanes of `lanes` in the order the binary walk reaches them from `node` in the given octant, `bits`
+    // bits per position; the positions past them name the unused lanes up to `slots`.
+    unsigned laneOrder(std::uint32_t node, unsigned octant, const std::vector<std::uint32_t>& lanes, int bits,
+                       unsigned slots) const {
+        unsigned order = 0;
+        int position = 0;
+        const auto visit = [&](const auto& self, std::uint32_t at) -> void {
+            for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
+                if (lanes[lane] == at) {
+                    order |= static_cast<unsigned>(lane) << (bits * position++);
+                    return;
+                }
             }
-        }
-        const bool rightFirst = (octant >> binary[node].axis) & 1u;
-        walkOrder(rightFirst ? right(node) : node + 1, octant, lanes, order, position);
-        walkOrder(rightFirst ? node + 1 : right(node), octant, lanes, order, position);
+            const bool rightFirst = (octant >> binary[at].axis) & 1u;
+            self(self, rightFirst ? right(at) : at + 1);
+            self(self, rightFirst ? at + 1 : right(at));
+        };
+        visit(visit, node);
+        for (auto lane = static_cast<unsigned>(lanes.size()); lane < slots; ++lane)
+            order |= lane << (bits * position++);
+        return order;
     }
 
     static bool finiteBox(const BvhNode& box) {
@@ -74,13 +83,13 @@ struct MeshWideBuilder {
         return good;
     }
 
-    // The boxes of `lanes` in the lanes of `wide`, the empty box in the others, and the lanes' order from
-    // `node`.
+    // The boxes of up to four binary nodes, from `lanes`, in the lanes of `wide`; the empty box in the
+    // others.
     template <typename WideNode>
-    void setLanes(WideNode& wide, std::uint32_t node, const std::vector<std::uint32_t>& lanes) {
+    void setBoxes(WideNode& wide, const std::uint32_t* lanes, std::size_t count) {
         const BoundingBox empty;
         for (std::size_t lane = 0; lane < 4; ++lane) {
-            const bool used = lane < lanes.size();
+            const bool used = lane < count;
             if (used)
                 exact = exact && finiteBox(binary[lanes[lane]]);
             const Vec3& lower = used ? binary[lanes[lane]].lower : empty.lower;
@@ -91,35 +100,37 @@ struct MeshWideBuilder {
             }
             wide.occupied |= static_cast<std::uint8_t>((used ? 1u : 0u) << lane);
         }
-        for (unsigned octant = 0; octant < 8; ++octant) {
-            unsigned order = 0;
-            int position = 0;
-            walkOrder(node, octant, lanes, order, position);
-            for (auto lane = static_cast<unsigned>(lanes.size()); lane < 4; ++lane)
-                order |= lane << (2 * position++);
-            wide.order[octant] = static_cast<std::uint8_t>(order);
-        }
     }
 
     // The copy of the subtree at `node`, as a walk reference.
     std::uint32_t emit(std::uint32_t node) {
         std::vector<std::uint32_t> lanes;
-        if (isLeaf(node) || leafCounts[node] <= kClusterSize) {
+        if (isLeaf(node) || leafCounts[node] <= 2 * kClusterSize) {
             leavesOf(node, lanes);
-            MeshCluster cluster{};
-            setLanes(cluster, node, lanes);
-            for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
-                const LeafTriangle& triangle = triangles[binary[lanes[lane]].index];
-                cluster.firstVertex[lane] = triangle.firstVertex;
-                for (int axis = 0; axis < 3; ++axis) {
-                    cluster.triangles.a[axis][lane] = triangle.a[axis];
-                    cluster.triangles.edge1[axis][lane] = triangle.edge1[axis];
-                    cluster.triangles.edge2[axis][lane] = triangle.edge2[axis];
+            const auto first = static_cast<std::uint32_t>(copy.clusters.size());
+            for (std::size_t start = 0; start < lanes.size(); start += kClusterSize) {
+                const std::size_t count = std::min<std::size_t>(kClusterSize, lanes.size() - start);
+                MeshCluster cluster{};
+                setBoxes(cluster, lanes.data() + start, count);
+                for (std::size_t lane = 0; lane < count; ++lane) {
+                    const LeafTriangle& triangle = triangles[binary[lanes[start + lane]].index];
+                    cluster.firstVertex[lane] = triangle.firstVertex;
+                    for (int axis = 0; axis < 3; ++axis) {
+                        cluster.triangles.a[axis][lane] = triangle.a[axis];
+                        cluster.triangles.edge1[axis][lane] = triangle.edge1[axis];
+                        cluster.triangles.edge2[axis][lane] = triangle.edge2[axis];
+                    }
                 }
+                if (start == 0) {
+                    for (unsigned octant = 0; octant < 8; ++octant)
+                        cluster.order[octant] = laneOrder(node, octant, lanes, 3, 2 * kClusterSize);
+                }
+                copy.clusters.push_back(cluster);
             }
-            copy.clusters.push_back(cluster);
-            return MeshWideBvh::cluster(static_cast<std::uint32_t>(copy.clusters.size() - 1));
+            return MeshWideBvh::cluster(first, lanes.size() > kClusterSize);
         }
+        // Children of more than four leaves are opened, so that the lanes are mostly full clusters or inner
+        // nodes of four lanes; one of five to eight leaves below them becomes a pair.
         for (const std::uint32_t child : {node + 1, right(node)}) {
             if (!isLeaf(child) && leafCounts[child] > kClusterSize) {
                 lanes.push_back(child + 1);
@@ -131,7 +142,9 @@ struct MeshWideBuilder {
         const auto self = static_cast<std::uint32_t>(copy.nodes.size());
         copy.nodes.emplace_back();
         MeshWideNode wide{};
-        setLanes(wide, node, lanes);
+        setBoxes(wide, lanes.data(), lanes.size());
+        for (unsigned octant = 0; octant < 8; ++octant)
+            wide.order[octant] = static_cast<std::uint8_t>(laneOrder(node, octant, lanes, 2, 4));
         for (std::size_t lane = 0; lane < 4; ++lane)
             wide.child[lane] = lane < lanes.size() ? emit(lanes[lane]) : 0;
         copy.nodes[self] = wide;
@@ -328,23 +341,31 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
         if (entries[size] >= limit)
             continue;
         const std::uint32_t child = stack[size];
-        alignas(16) float entry[4];
+        const __m128 limitVector = _mm_set1_ps(limit);
         __m128 entryVector;
         if (child & 1u) {
-            const MeshCluster& cluster = clusters[child >> 1];
+            const MeshCluster* cluster = &clusters[child >> 2];
             // Boxes and triangles at once: the triangles cost less than a branch on the boxes that the ray
             // decides at random.
-            alignas(16) float u[4], v[4], t[4];
-            unsigned struck = slabHits(cluster, wide, _mm_set1_ps(limit), entryVector) &
-                              quadHits(cluster.triangles, ray, hit.t, u, v, t);
+            alignas(16) float u[8], v[8], t[8];
+            __m128 second;
+            unsigned struck = slabHits(cluster[0], wide, limitVector, entryVector) &
+                              quadHits(cluster[0].triangles, ray, hit.t, u, v, t);
+            if (child & 2u)
+                struck |= (slabHits(cluster[1], wide, limitVector, second) &
+                           quadHits(cluster[1].triangles, ray, hit.t, u + 4, v + 4, t + 4))
+                          << 4;
             if (struck == 0)
                 continue;
+            alignas(16) float entry[8];
             _mm_store_ps(entry, entryVector);
+            if (child & 2u)
+                _mm_store_ps(entry + 4, second);
             // Taken in the walk's order, each against the limit and the hit of its turn: a lane's box entry
             // must still fall short of the limit, and an equal t replaces the hit.
-            const unsigned order = cluster.order[wide.octant];
+            const unsigned order = cluster[0].order[wide.octant];
             for (int position = 0; struck != 0; ++position) {
-                const unsigned lane = (order >> (2 * position)) & 3u;
+                const unsigned lane = (order >> (3 * position)) & 7u;
                 if (((struck >> lane) & 1u) == 0)
                     continue;
                 struck &= ~(1u << lane);
@@ -354,16 +375,17 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
                 hit.v = v[lane];
                 hit.t = t[lane];
                 hit.geometry = mesh;
-                hit.firstIndex = cluster.firstVertex[lane];
+                hit.firstIndex = cluster[lane >> 2].firstVertex[lane & 3u];
                 hit.complete = false;
                 found = true;
             }
             continue;
         }
-        const MeshWideNode& node = nodes[child >> 1];
-        const unsigned mask = slabHits(node, wide, _mm_set1_ps(limit), entryVector);
+        const MeshWideNode& node = nodes[child >> 2];
+        const unsigned mask = slabHits(node, wide, limitVector, entryVector);
         if (mask == 0)
             continue;
+        alignas(16) float entry[4];
         _mm_store_ps(entry, entryVector);
         if ((mask & (mask - 1)) == 0) {
             const int lane = std::countr_zero(mask);
@@ -399,16 +421,20 @@ bool MeshWideBvh::occluded(const Ray& ray, bool& blocked) const {
         const std::uint32_t child = stack[--size];
         __m128 entry;
         if (child & 1u) {
-            const MeshCluster& cluster = clusters[child >> 1];
+            const MeshCluster* cluster = &clusters[child >> 2];
             alignas(16) float u[4], v[4], t[4];
-            if ((slabHits(cluster, wide, limit, entry) & quadHits(cluster.triangles, ray, kNoHit, u, v, t)) !=
-                0) {
+            unsigned struck = slabHits(cluster[0], wide, limit, entry) &
+                              quadHits(cluster[0].triangles, ray, kNoHit, u, v, t);
+            if (child & 2u)
+                struck |= slabHits(cluster[1], wide, limit, entry) &
+                          quadHits(cluster[1].triangles, ray, kNoHit, u, v, t);
+            if (struck != 0) {
                 blocked = true;
                 return true;
             }
             continue;
         }
-        const MeshWideNode& node = nodes[child >> 1];
+        const MeshWideNode& node = nodes[child >> 2];
         const unsigned mask = slabHits(node, wide, limit, entry);
         for (int lane = 0; lane < 4; ++lane) {
             stack[size] = node.child[lane];

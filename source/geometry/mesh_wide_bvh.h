@@ -47,17 +47,21 @@ struct alignas(64) MeshWideNode {
 static_assert(sizeof(MeshWideNode) == 128, "an inner node is two cache lines");
 
 // The leaves of a binary subtree of at most four, one triangle per lane: a ray tests their boxes and their
-// triangles in one go instead of visiting each leaf on its own. What every visit reads comes first, in four
-// cache lines; the first vertices, read only for a hit, last.
+// triangles in one go instead of visiting each leaf on its own. A subtree of five to eight leaves takes two
+// clusters side by side, a pair, tested together; the first one's order then covers all eight lanes, lane
+// k + 4 standing for lane k of the second. What every visit reads comes first, in four cache lines; the first
+// vertices, read only for a hit, last.
 struct alignas(64) MeshCluster {
     float planes[6][4];
+    // Per sign octant, the lanes in the binary walk's order: the lane visited at position p in bits 3p to
+    // 3p + 2. Positions past the occupied lanes name unoccupied ones.
+    std::uint32_t order[8];
     std::uint8_t occupied = 0;
-    std::uint8_t order[8];
     TriangleQuad triangles;
     // Lane k's triangle, by its first vertex.
     std::uint32_t firstVertex[4];
 };
-static_assert(offsetof(MeshCluster, firstVertex) == 256, "a visit reads four cache lines");
+static_assert(offsetof(MeshCluster, firstVertex) <= 5 * 64 - 16, "a visit reads five cache lines at most");
 
 // The copy of a mesh's binary tree that the mesh queries walk, four children to a node and the triangles of
 // each small subtree packed beside it. It answers exactly as the binary walk (binary_bvh_walk.h) does, by the
@@ -87,10 +91,12 @@ public:
     // Any hit: whether a triangle is struck within [ray.tMin, ray.tMax] in a leaf the walk reaches.
     bool occluded(const Ray& ray, bool& blocked) const;
 
-    // A child in the walk: an inner node's or a cluster's position, shifted left by one, with bit 0 set for a
-    // cluster, so that the walk knows what it goes to before it loads it.
-    static std::uint32_t inner(std::uint32_t position) { return position << 1; }
-    static std::uint32_t cluster(std::uint32_t position) { return position << 1 | 1u; }
+    // A child in the walk: an inner node's or a cluster's position, shifted left by two, with bit 0 set for a
+    // cluster and bit 1 for a pair of them, so that the walk knows what it goes to before it loads it.
+    static std::uint32_t inner(std::uint32_t position) { return position << 2; }
+    static std::uint32_t cluster(std::uint32_t position, bool pair) {
+        return position << 2 | (pair ? 3u : 1u);
+    }
 
 private:
     friend struct MeshWideBuilder;
