@@ -188,6 +188,25 @@ void MeshWideBvh::build(std::span<const BvhNode> binary, std::span<const LeafTri
     }
 }
 
+namespace {
+
+// Whether `value` is one of `sorted`, by a search whose steps are selects rather than branches that the value
+// decides at random. Sorted by <, which holds 0 and -0 equal, as the subtraction that would give 0 * infinity
+// does.
+bool onPlane(const std::vector<float>& sorted, float value) {
+    if (sorted.empty())
+        return false;
+    const float* base = sorted.data();
+    for (std::size_t count = sorted.size(); count > 1;) {
+        const std::size_t half = count / 2;
+        base = base[half] <= value ? base + half : base;
+        count -= half;
+    }
+    return *base == value;
+}
+
+} // namespace
+
 bool MeshWideBvh::walksAlongPlanes(const float origins[4], const float inverses[4]) const {
     for (int axis = 0; axis < 3; ++axis) {
         const float origin = origins[axis], inverse = inverses[axis];
@@ -195,8 +214,7 @@ bool MeshWideBvh::walksAlongPlanes(const float origins[4], const float inverses[
             return false;
         if (std::isfinite(inverse) && inverse != 0.0f)
             continue;
-        // Sorted by <, which holds 0 and -0 equal, as the subtraction that would give 0 * infinity does.
-        if (!std::isinf(inverse) || std::binary_search(planes[axis].begin(), planes[axis].end(), origin))
+        if (!std::isinf(inverse) || onPlane(planes[axis], origin))
             return false;
     }
     return true;
@@ -357,6 +375,21 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
                           << 4;
             if (struck == 0)
                 continue;
+            const auto take = [&](unsigned lane) {
+                hit.u = u[lane];
+                hit.v = v[lane];
+                hit.t = t[lane];
+                hit.geometry = mesh;
+                hit.firstIndex = cluster[lane >> 2].firstVertex[lane & 3u];
+                hit.complete = false;
+                found = true;
+            };
+            // One lane struck (the usual case): its turn comes before any other changes the limit or the hit
+            // it was tested against, so it stands.
+            if ((struck & (struck - 1)) == 0) {
+                take(static_cast<unsigned>(std::countr_zero(struck)));
+                continue;
+            }
             alignas(16) float entry[8];
             _mm_store_ps(entry, entryVector);
             if (child & 2u)
@@ -369,15 +402,8 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
                 if (((struck >> lane) & 1u) == 0)
                     continue;
                 struck &= ~(1u << lane);
-                if (entry[lane] >= walkLimit(ray, hit) || t[lane] > hit.t)
-                    continue;
-                hit.u = u[lane];
-                hit.v = v[lane];
-                hit.t = t[lane];
-                hit.geometry = mesh;
-                hit.firstIndex = cluster[lane >> 2].firstVertex[lane & 3u];
-                hit.complete = false;
-                found = true;
+                if (entry[lane] < walkLimit(ray, hit) && !(t[lane] > hit.t))
+                    take(lane);
             }
             continue;
         }
