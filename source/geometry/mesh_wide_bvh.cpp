@@ -347,18 +347,24 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
     // The stack as two parallel arrays (see WideBvh::intersect), with four spare entries for a node's lanes.
     float entries[kWalkStackSize + 4];
     std::uint32_t stack[kWalkStackSize + 4];
-    // The root's own box is entered whenever a box below it is; only a limit of -infinity stops the walk
-    // here.
-    int size = 1;
-    entries[0] = -std::numeric_limits<float>::infinity();
-    stack[0] = root;
+    int size = 0;
+    // The next lane in the walk's order whose entry still falls short of the limit, popped into `child`.
+    std::uint32_t child = root;
+    const auto pop = [&] {
+        while (size > 0) {
+            --size;
+            if (!(entries[size] >= walkLimit(ray, hit))) {
+                child = stack[size];
+                return true;
+            }
+        }
+        return false;
+    };
     bool found = false;
-    while (size > 0) {
-        --size;
+    // The root's own box is entered whenever a box below it is, and a limit of -infinity, which would reject
+    // it, rejects every lane of the root as well.
+    for (;;) {
         const float limit = walkLimit(ray, hit);
-        if (entries[size] >= limit)
-            continue;
-        const std::uint32_t child = stack[size];
         const __m128 limitVector = _mm_set1_ps(limit);
         __m128 entryVector;
         if (child & 1u) {
@@ -373,8 +379,11 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
                 struck |= (slabHits(cluster[1], wide, limitVector, second) &
                            quadHits(cluster[1].triangles, ray, hit.t, u + 4, v + 4, t + 4))
                           << 4;
-            if (struck == 0)
-                continue;
+            if (struck == 0) {
+                if (pop())
+                    continue;
+                break;
+            }
             const auto take = [&](unsigned lane) {
                 hit.u = u[lane];
                 hit.v = v[lane];
@@ -388,7 +397,9 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
             // it was tested against, so it stands.
             if ((struck & (struck - 1)) == 0) {
                 take(static_cast<unsigned>(std::countr_zero(struck)));
-                continue;
+                if (pop())
+                    continue;
+                break;
             }
             alignas(16) float entry[8];
             _mm_store_ps(entry, entryVector);
@@ -405,20 +416,24 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
                 if (entry[lane] < walkLimit(ray, hit) && !(t[lane] > hit.t))
                     take(lane);
             }
-            continue;
+            if (pop())
+                continue;
+            break;
         }
         const MeshWideNode& node = nodes[child >> 2];
         const unsigned mask = slabHits(node, wide, limitVector, entryVector);
-        if (mask == 0)
-            continue;
-        alignas(16) float entry[4];
-        _mm_store_ps(entry, entryVector);
+        if (mask == 0) {
+            if (pop())
+                continue;
+            break;
+        }
+        // One lane passed: it is next in the walk, tested against the limit of the moment.
         if ((mask & (mask - 1)) == 0) {
-            const int lane = std::countr_zero(mask);
-            entries[size] = entry[lane];
-            stack[size++] = node.child[lane];
+            child = node.child[std::countr_zero(mask)];
             continue;
         }
+        alignas(16) float entry[4];
+        _mm_store_ps(entry, entryVector);
         // Pushed last visited first; every lane is written and only those that passed are kept.
         const unsigned order = node.order[wide.octant];
         for (int position = 3; position >= 0; --position) {
@@ -427,6 +442,8 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
             stack[size] = node.child[lane];
             size += static_cast<int>((mask >> lane) & 1u);
         }
+        if (!pop())
+            break;
     }
     result = found;
     return true;
