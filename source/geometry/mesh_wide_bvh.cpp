@@ -295,10 +295,15 @@ inline unsigned slabHits(const WideNode& node, const WideRay& ray, __m128 limit,
 
 // The triangle test of intersectTriangleEdges on the four lanes of a quad, the same operations in the same
 // order per lane (no fused products: the build targets plain SSE2), so each lane's u, v and t are the scalar
-// test's to the bit. Returns the lanes inside their triangle with t in [ray.tMin, ray.tMax] and not beyond
-// hitT, and writes every lane's u, v and t.
-inline unsigned quadHits(const TriangleQuad& quad, const Ray& ray, float hitT, float u[4], float v[4],
-                         float t[4]) {
+// test's to the bit. Gives the lanes inside their triangle with t in [ray.tMin, ray.tMax] and not beyond
+// hitT, and every lane's u, v and t.
+struct QuadHits {
+    __m128 u, v, t;
+    // The lanes struck.
+    unsigned struck;
+};
+
+inline QuadHits quadHits(const TriangleQuad& quad, const Ray& ray, float hitT) {
     const __m128 dx = _mm_set1_ps(ray.direction.x), dy = _mm_set1_ps(ray.direction.y),
                  dz = _mm_set1_ps(ray.direction.z);
     const __m128 e1x = _mm_load_ps(quad.edge1[0]), e1y = _mm_load_ps(quad.edge1[1]),
@@ -332,10 +337,7 @@ inline unsigned quadHits(const TriangleQuad& quad, const Ray& ray, float hitT, f
     good = _mm_and_ps(good, _mm_cmpge_ps(tt, _mm_set1_ps(ray.tMin)));
     good = _mm_and_ps(
         good, _mm_and_ps(_mm_cmpngt_ps(tt, _mm_set1_ps(ray.tMax)), _mm_cmpngt_ps(tt, _mm_set1_ps(hitT))));
-    _mm_store_ps(u, uu);
-    _mm_store_ps(v, vv);
-    _mm_store_ps(t, tt);
-    return static_cast<unsigned>(_mm_movemask_ps(good));
+    return {uu, vv, tt, static_cast<unsigned>(_mm_movemask_ps(good))};
 }
 
 } // namespace
@@ -371,19 +373,27 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
             const MeshCluster* cluster = &clusters[child >> 2];
             // Boxes and triangles at once: the triangles cost less than a branch on the boxes that the ray
             // decides at random.
-            alignas(16) float u[8], v[8], t[8];
+            const QuadHits first = quadHits(cluster[0].triangles, ray, hit.t);
+            unsigned struck = slabHits(cluster[0], wide, limitVector, entryVector) & first.struck;
             __m128 second;
-            unsigned struck = slabHits(cluster[0], wide, limitVector, entryVector) &
-                              quadHits(cluster[0].triangles, ray, hit.t, u, v, t);
-            if (child & 2u)
-                struck |= (slabHits(cluster[1], wide, limitVector, second) &
-                           quadHits(cluster[1].triangles, ray, hit.t, u + 4, v + 4, t + 4))
-                          << 4;
+            QuadHits other{};
+            if (child & 2u) {
+                other = quadHits(cluster[1].triangles, ray, hit.t);
+                struck |= (slabHits(cluster[1], wide, limitVector, second) & other.struck) << 4;
+            }
             if (struck == 0) {
                 if (pop())
                     continue;
                 break;
             }
+            // Read back by lane only when a triangle was struck.
+            alignas(16) float u[8], v[8], t[8];
+            _mm_store_ps(u, first.u);
+            _mm_store_ps(v, first.v);
+            _mm_store_ps(t, first.t);
+            _mm_store_ps(u + 4, other.u);
+            _mm_store_ps(v + 4, other.v);
+            _mm_store_ps(t + 4, other.t);
             const auto take = [&](unsigned lane) {
                 hit.u = u[lane];
                 hit.v = v[lane];
@@ -465,12 +475,11 @@ bool MeshWideBvh::occluded(const Ray& ray, bool& blocked) const {
         __m128 entry;
         if (child & 1u) {
             const MeshCluster* cluster = &clusters[child >> 2];
-            alignas(16) float u[4], v[4], t[4];
-            unsigned struck = slabHits(cluster[0], wide, limit, entry) &
-                              quadHits(cluster[0].triangles, ray, kNoHit, u, v, t);
+            unsigned struck =
+                slabHits(cluster[0], wide, limit, entry) & quadHits(cluster[0].triangles, ray, kNoHit).struck;
             if (child & 2u)
                 struck |= slabHits(cluster[1], wide, limit, entry) &
-                          quadHits(cluster[1].triangles, ray, kNoHit, u, v, t);
+                          quadHits(cluster[1].triangles, ray, kNoHit).struck;
             if (struck != 0) {
                 blocked = true;
                 return true;
