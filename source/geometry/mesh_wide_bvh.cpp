@@ -20,6 +20,16 @@ namespace verdanium {
 // most four leaves becomes a cluster of its leaves, one of five to eight a pair of clusters; a larger one
 // gets its two children as lanes, each opened into its own two children when it has more than four leaves, so
 // that the lanes below are mostly full clusters or inner nodes with four lanes.
+// The binary nodes that stand as the lanes of one wide node or pair of clusters, left to right.
+struct LaneList {
+    std::uint32_t at[8];
+    std::size_t count = 0;
+    void push_back(std::uint32_t node) { at[count++] = node; }
+    std::size_t size() const { return count; }
+    const std::uint32_t* data() const { return at; }
+    std::uint32_t operator[](std::size_t lane) const { return at[lane]; }
+};
+
 struct MeshWideBuilder {
     std::span<const BvhNode> binary;
     std::span<const LeafTriangle> triangles;
@@ -42,7 +52,7 @@ struct MeshWideBuilder {
         }
     }
 
-    void leavesOf(std::uint32_t node, std::vector<std::uint32_t>& lanes) const {
+    void leavesOf(std::uint32_t node, LaneList& lanes) const {
         if (isLeaf(node)) {
             lanes.push_back(node);
             return;
@@ -53,7 +63,7 @@ struct MeshWideBuilder {
 
     // The lanes of `lanes` in the order the binary walk reaches them from `node` in the given octant, `bits`
     // bits per position; the positions past them name the unused lanes up to `slots`.
-    unsigned laneOrder(std::uint32_t node, unsigned octant, const std::vector<std::uint32_t>& lanes, int bits,
+    unsigned laneOrder(std::uint32_t node, unsigned octant, const LaneList& lanes, int bits,
                        unsigned slots) const {
         unsigned order = 0;
         int position = 0;
@@ -104,7 +114,7 @@ struct MeshWideBuilder {
 
     // The copy of the subtree at `node`, as a walk reference.
     std::uint32_t emit(std::uint32_t node) {
-        std::vector<std::uint32_t> lanes;
+        LaneList lanes;
         if (isLeaf(node) || leafCounts[node] <= 2 * kClusterSize) {
             leavesOf(node, lanes);
             const auto first = static_cast<std::uint32_t>(copy.clusters.size());
@@ -152,6 +162,32 @@ struct MeshWideBuilder {
     }
 };
 
+namespace {
+
+// The bits of a finite float as an unsigned key that sorts as the float does (-0 just before 0).
+std::uint32_t orderedKey(float value) {
+    const auto bits = std::bit_cast<std::uint32_t>(value);
+    return bits & 0x80000000u ? ~bits : bits | 0x80000000u;
+}
+
+// Sorts by a byte at a time from the lowest: the planes of a mesh are many, with many repeats, which a
+// comparison sort would pay for in mispredicted branches at every build.
+void radixSort(std::vector<std::uint32_t>& keys, std::vector<std::uint32_t>& spare) {
+    spare.resize(keys.size());
+    for (int shift = 0; shift < 32; shift += 8) {
+        std::size_t starts[257] = {};
+        for (const std::uint32_t key : keys)
+            ++starts[((key >> shift) & 0xffu) + 1];
+        for (int digit = 0; digit < 256; ++digit)
+            starts[digit + 1] += starts[digit];
+        for (const std::uint32_t key : keys)
+            spare[starts[(key >> shift) & 0xffu]++] = key;
+        keys.swap(spare);
+    }
+}
+
+} // namespace
+
 void MeshWideBvh::clear() {
     nodes.clear();
     clusters.clear();
@@ -175,15 +211,20 @@ void MeshWideBvh::build(std::span<const BvhNode> binary, std::span<const LeafTri
         clear();
         return;
     }
+    std::vector<std::uint32_t> keys, spare;
     for (int axis = 0; axis < 3; ++axis) {
-        std::vector<float>& sorted = planes[axis];
+        keys.clear();
         for (const BvhNode& node : binary) {
             if (node.count != 0) {
-                sorted.push_back(node.lower[axis]);
-                sorted.push_back(node.upper[axis]);
+                keys.push_back(orderedKey(node.lower[axis]));
+                keys.push_back(orderedKey(node.upper[axis]));
             }
         }
-        std::sort(sorted.begin(), sorted.end());
+        radixSort(keys, spare);
+        std::vector<float>& sorted = planes[axis];
+        for (const std::uint32_t key : keys)
+            sorted.push_back(std::bit_cast<float>(key & 0x80000000u ? key & 0x7fffffffu : ~key));
+        // -0 and 0 are neighbours and equal, as the lookup wants them.
         sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
     }
 }
