@@ -207,7 +207,9 @@ void MeshWideBvh::build(std::span<const BvhNode> binary, std::span<const LeafTri
     nodes.reserve(binary.size() / 6 + 1);
     clusters.reserve(binary.size() / 4 + 1);
     root = builder.emit(0);
-    if (!builder.exact) {
+    // A walk reference keeps 30 bits of position.
+    constexpr std::size_t kPositions = std::size_t(1) << 30;
+    if (!builder.exact || nodes.size() > kPositions || clusters.size() > kPositions) {
         clear();
         return;
     }

@@ -49,13 +49,14 @@ static_assert(sizeof(MeshWideNode) == 128, "an inner node is two cache lines");
 // The leaves of a binary subtree of at most four, one triangle per lane: a ray tests their boxes and their
 // triangles in one go instead of visiting each leaf on its own. A subtree of five to eight leaves takes two
 // clusters side by side, a pair, tested together; the first one's order then covers all eight lanes, lane
-// k + 4 standing for lane k of the second. What every visit reads comes first, in four cache lines; the first
-// vertices, read only for a hit, last.
+// k + 4 standing for lane k of the second. What every visit reads comes first; the first vertices, read only
+// for a hit, last.
 struct alignas(64) MeshCluster {
     float planes[6][4];
     // Per sign octant, the lanes in the binary walk's order: the lane visited at position p in bits 3p to
     // 3p + 2. Positions past the occupied lanes name unoccupied ones.
     std::uint32_t order[8];
+    // Bit k set when lane k holds a triangle.
     std::uint8_t occupied = 0;
     TriangleQuad triangles;
     // Lane k's triangle, by its first vertex.
