@@ -4,10 +4,11 @@
 
 namespace verdanium {
 
-// The leaves read their triangles from leafTriangles, in leaf order, rather than through leafItems and the
-// mesh's positions: one contiguous record per leaf, near its neighbours in the tree. The arithmetic is the
-// same as intersectTriangle's on the corners, so the results are identical. The range conditions are
-// combined without branching, like the triangle test itself.
+// Most rays take the four-wide copy, which tests the triangles of a small subtree together. The others (a
+// zero direction component with the origin on a box plane, a non-finite origin) walk the binary tree, whose
+// leaves read their triangles from leafTriangles: the same records and the same arithmetic as the copy's, so
+// the results are identical either way. The range conditions are combined without branching, like the
+// triangle test itself.
 bool MeshBvh::intersect(const Ray& ray, Hit& hit) const {
     const LeafTriangle* triangles = leafTriangles.data();
     const Geometry* mesh = owner;
@@ -30,10 +31,10 @@ bool MeshBvh::intersect(const Ray& ray, Hit& hit) const {
         }
         return found;
     };
-    const SlabRay slab = makeSlabRay(ray);
-    if (wide.walksExactly(slab))
-        return wide.intersect<false>(slab, ray, hit, leaf);
-    return binaryIntersect(nodes, slab, ray, hit, leaf);
+    bool found;
+    if (wide.intersect(ray, hit, mesh, found))
+        return found;
+    return binaryIntersect(nodes, makeSlabRay(ray), ray, hit, leaf);
 }
 
 bool MeshBvh::occluded(const Ray& ray) const {
@@ -49,10 +50,10 @@ bool MeshBvh::occluded(const Ray& ray) const {
         }
         return false;
     };
-    const SlabRay slab = makeSlabRay(ray);
-    if (wide.walksExactly(slab))
-        return wide.occluded<false>(slab, ray, leaf);
-    return binaryOccluded(nodes, slab, ray, leaf);
+    bool blocked;
+    if (wide.occluded(ray, blocked))
+        return blocked;
+    return binaryOccluded(nodes, makeSlabRay(ray), ray, leaf);
 }
 
 } // namespace verdanium

@@ -3,8 +3,8 @@
 #include "foundation/math/vec3.h"
 #include "geometry/bounding_box.h"
 #include "geometry/bvh_node.h"
+#include "geometry/mesh_wide_bvh.h"
 #include "geometry/triangle_ref.h"
-#include "geometry/wide_bvh.h"
 
 #include <algorithm>
 #include <cmath>
@@ -140,17 +140,6 @@ private:
     }
 };
 
-// What a mesh leaf tests, stored in leaf order beside the tree: the first corner and the two edges of the
-// triangle, made once at build time by exactly the subtractions the plain triangle test makes, so results
-// stay bit-identical. Keeping them in leaf order makes a leaf visit touch one contiguous record next to its
-// neighbours' instead of a leaf item plus three corners scattered through the mesh.
-struct LeafTriangle {
-    Vec3 a;
-    Vec3 edge1;
-    Vec3 edge2;
-    std::uint32_t firstVertex = 0;
-};
-
 // The hierarchy of one mesh: leaf items are first-vertex indices.
 class MeshBvh : public Bvh<TrianglePrimitive, std::uint32_t, const Geometry> {
 public:
@@ -174,9 +163,10 @@ public:
 private:
     void buildOver(std::span<const Vec3> positions, std::size_t firstVertex, std::size_t lastVertex);
 
+    // The triangles of the leaves in leaf order, for the rays that take the binary walk.
     std::vector<LeafTriangle> leafTriangles;
-    // What the queries walk: the finished tree, four children to a node.
-    WideBvh wide;
+    // What the queries walk: the finished tree, four children to a node, triangles packed by cluster.
+    MeshWideBvh wide;
 };
 
 } // namespace verdanium

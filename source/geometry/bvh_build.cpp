@@ -45,7 +45,7 @@ void MeshBvh::buildOver(std::span<const Vec3> positions, std::size_t firstVertex
         leafTriangles.push_back(LeafTriangle{a, triangleEdge(a, positions[first + 1]),
                                              triangleEdge(a, positions[first + 2]), first});
     }
-    wide.build(nodes);
+    wide.build(nodes, leafTriangles);
 }
 
 // Both structures are always built, whatever the intersector setting says, so that it can be switched while

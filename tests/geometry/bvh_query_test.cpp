@@ -182,6 +182,17 @@ void compareEveryFamily(const std::string& name, const std::vector<Vec3>& corner
             ray.direction[(axis + 1) % 3] = pick(2) ? 0.0f : -0.0f;
         comparer.ranges(mesh, ray, random, "ray in a box plane " + std::to_string(i));
 
+        // Along an axis plane that holds no box plane: infinite inverses, with no NaN slab distance.
+        random.next(ray.origin, ray.direction);
+        ray.direction[axis] = pick(2) ? 0.0f : -0.0f;
+        comparer.ranges(mesh, ray, random, "ray along an axis plane " + std::to_string(i));
+
+        // A NaN or infinite origin or direction component.
+        random.next(ray.origin, ray.direction);
+        const float nonFinite[] = {NAN, INFINITY, -INFINITY};
+        (pick(2) ? ray.origin : ray.direction)[axis] = nonFinite[pick(3)];
+        comparer.ranges(mesh, ray, random, "ray with a non-finite component " + std::to_string(i));
+
         // From inside a node's box, or from one of its faces.
         ray.origin = randomIn(random, nodes[pick(nodes.size())]);
         if (i % 2)

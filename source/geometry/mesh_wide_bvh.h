@@ -1,0 +1,116 @@
+#pragma once
+
+#include "foundation/math/vec3.h"
+#include "geometry/binary_bvh_walk.h"
+#include "geometry/bvh_node.h"
+#include "geometry/hit.h"
+#include "geometry/ray.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace verdanium {
+
+class Geometry;
+
+// What a mesh leaf tests: the first corner and the two edges of the triangle, made once at build time by
+// exactly the subtractions the plain triangle test makes, so results stay bit-identical.
+struct LeafTriangle {
+    Vec3 a;
+    Vec3 edge1;
+    Vec3 edge2;
+    std::uint32_t firstVertex = 0;
+};
+
+// Up to four triangles side by side, one lane each, coordinate by coordinate: a ray tests them with one
+// vector operation per step of the triangle test. Unused lanes hold zeros (a zero determinant: never struck).
+struct alignas(16) TriangleQuad {
+    float a[3][4];
+    float edge1[3][4];
+    float edge2[3][4];
+};
+
+// An inner node of the mesh's four-wide walk: four lanes, each an inner node or a cluster below.
+struct alignas(64) MeshWideNode {
+    // Box planes by plane, one lane per child: lower x, y, z, then upper x, y, z.
+    float planes[6][4];
+    // Lane k's child as a walk reference (MeshWideBvh::inner, MeshWideBvh::cluster).
+    std::uint32_t child[4];
+    // Bit k set when lane k holds a child.
+    std::uint8_t occupied = 0;
+    // Per sign octant (SlabRay::octant), the lanes in the binary walk's order: the lane visited at position
+    // p in bits 2p and 2p + 1. Positions past the occupied lanes name unoccupied ones.
+    std::uint8_t order[8];
+};
+static_assert(sizeof(MeshWideNode) == 128, "an inner node is two cache lines");
+
+// The leaves of a binary subtree of at most four, one triangle per lane: a ray tests their boxes and their
+// triangles in one go instead of visiting each leaf on its own. A subtree of five to eight leaves takes two
+// clusters side by side, a pair, tested together; the first one's order then covers all eight lanes, lane
+// k + 4 standing for lane k of the second. What every visit reads comes first; the first vertices, read only
+// for a hit, last.
+struct alignas(64) MeshCluster {
+    float planes[6][4];
+    // Per sign octant, the lanes in the binary walk's order: the lane visited at position p in bits 3p to
+    // 3p + 2. Positions past the occupied lanes name unoccupied ones.
+    std::uint32_t order[8];
+    // Bit k set when lane k holds a triangle.
+    std::uint8_t occupied = 0;
+    TriangleQuad triangles;
+    // Lane k's triangle, by its first vertex.
+    std::uint32_t firstVertex[4];
+};
+static_assert(offsetof(MeshCluster, firstVertex) <= 5 * 64 - 16, "a visit reads five cache lines at most");
+
+// The copy of a mesh's binary tree that the mesh queries walk, four children to a node and the triangles of
+// each small subtree packed beside it. It answers exactly as the binary walk (binary_bvh_walk.h) does, by the
+// argument of wide_bvh.h: the lanes of a node are a cut through the binary subtree below it, visited in the
+// binary walk's order for the ray's sign octant; the boxes of the levels folded away are unions of the lanes'
+// boxes and need no test of their own on rays whose slab distances are free of NaN; each lane's entry is
+// compared with the limit again when its turn comes. In a cluster the triangles are tested all at once,
+// since a triangle's u, v and t do not depend on the limit; whether a triangle is taken is then decided
+// lane by lane in the walk's order against the hit of the moment, as the binary walk would.
+class MeshWideBvh {
+public:
+    // Replaces the copy with one of `binary`, a finished mesh tree (one triangle per leaf, inner boxes the
+    // unions of their children's), whose leaf items are `triangles` in leaf order. A tree that does not
+    // qualify (another leaf size, a plane that is not finite) leaves the copy empty.
+    void build(std::span<const BvhNode> binary, std::span<const LeafTriangle> triangles);
+    void clear();
+    bool empty() const { return nodes.empty() && clusters.empty(); }
+
+    // Where this walk answers `ray` exactly as the binary walk does: sets `found` to the answer and returns
+    // true. Otherwise returns false and changes nothing; the binary tree must answer. It answers where no
+    // slab distance can be NaN: a finite origin, and per axis a finite nonzero inverse direction, or an
+    // infinite one (a zero direction component) with the origin on none of the tree's planes of that axis,
+    // where the distances are infinities of known sign instead of 0 * infinity.
+    //
+    // Nearest hit: the hit of MeshBvh::intersect, naming `mesh`.
+    bool intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool& found) const;
+    // Any hit: whether a triangle is struck within [ray.tMin, ray.tMax] in a leaf the walk reaches.
+    bool occluded(const Ray& ray, bool& blocked) const;
+
+    // A child in the walk: an inner node's or a cluster's position, shifted left by two, with bit 0 set for a
+    // cluster and bit 1 for a pair of them, so that the walk knows what it goes to before it loads it.
+    static std::uint32_t inner(std::uint32_t position) { return position << 2; }
+    static std::uint32_t cluster(std::uint32_t position, bool pair) {
+        return position << 2 | (pair ? 3u : 1u);
+    }
+
+private:
+    friend struct MeshWideBuilder;
+
+    bool walksAlongPlanes(const float origin[4], const float inverse[4]) const;
+
+    std::vector<MeshWideNode> nodes;
+    std::vector<MeshCluster> clusters;
+    // The root as a walk reference.
+    std::uint32_t root = 0;
+    // Per axis, every box plane of the tree, sorted, once each. The leaves' planes are all of them, since
+    // every inner box is a union of leaf boxes.
+    std::vector<float> planes[3];
+};
+
+} // namespace verdanium
