@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -145,8 +146,44 @@ Vec3 randomIn(bvh_test::RandomRays& random, const BvhNode& box) {
             random.uniform(box.lower.z, box.upper.z)};
 }
 
+// Rays with a +0 and a -0 direction component whose origin lies on each box plane of the tree on that axis
+// (NaN slab distances, which the walks must meet as the binary walk does), and one ulp to a side of it.
+// Each is aimed at a corner of the leaf's triangle on that plane (a point of the face for an inner box),
+// which it may strike only there.
+void compareOnEveryBoxPlane(const Geometry& mesh, Comparer& comparer, bvh_test::RandomRays& random) {
+    for (const BvhNode& node : mesh.bvh.nodes) {
+        for (int axis = 0; axis < 3; ++axis) {
+            for (const float plane : {node.lower[axis], node.upper[axis]}) {
+                Vec3 target = randomIn(random, node);
+                target[axis] = plane;
+                for (std::uint32_t i = node.index; i < node.index + node.count; ++i)
+                    for (std::uint64_t k = 0; k < 3; ++k)
+                        if (const Vec3& c = mesh.positions[mesh.bvh.leafItems[i] + k]; c[axis] == plane)
+                            target = c;
+                // On a plane at 0, from the other zero as well.
+                const float side = random.random() % 2 ? INFINITY : -INFINITY,
+                            twin = plane == 0 ? -plane : plane;
+                for (const auto& [origin, zero] :
+                     {std::pair{plane, 0.0f},
+                      {twin, -0.0f},
+                      {std::nextafter(plane, side), random.random() % 2 ? 0.0f : -0.0f}}) {
+                    Ray ray;
+                    ray.direction = random.unitVector();
+                    ray.direction[axis] = zero;
+                    ray.origin = target - ray.direction * random.uniform(0.0f, random.shell);
+                    ray.origin[axis] = origin;
+                    Hit expected;
+                    comparer.check(mesh, ray, Hit{}, expected,
+                                   origin == plane ? "ray on a box plane" : "ray an ulp off a box plane");
+                }
+            }
+        }
+    }
+}
+
 // Every ray family against one mesh; `radius` bounds the mesh.
-void compareEveryFamily(const std::string& name, const std::vector<Vec3>& corners, float radius, int rays) {
+void compareEveryFamily(const std::string& name, const std::vector<Vec3>& corners, float radius, int rays,
+                        bool everyBoxPlane = false) {
     const std::int32_t savedMode = gIntersectorMode;
     gIntersectorMode = 0;
     const OwnMesh own(corners);
@@ -200,6 +237,8 @@ void compareEveryFamily(const std::string& name, const std::vector<Vec3>& corner
         ray.direction = random.unitVector();
         comparer.ranges(mesh, ray, random, "ray from inside a box " + std::to_string(i));
     }
+    if (everyBoxPlane)
+        compareOnEveryBoxPlane(mesh, comparer, random);
     EXPECT_EQ(comparer.failures, 0) << name << ": of " << comparer.queries << " queries";
     gIntersectorMode = savedMode;
 }
@@ -211,8 +250,17 @@ TEST(BvhQuery, AnswersAsTheBinaryWalkToTheBitOnEveryRayFamily) {
     for (int k = 0; k < 4; ++k)
         fan.insert(fan.end(), {corner[k], corner[(k + 1) % 4], centre});
     compareEveryFamily("fan quad", fan, 1.5f, 300);
-    compareEveryFamily("lattice", bvh_test::makeLattice(4), 4.0f, 300);
-    compareEveryFamily("lumpy ball", bvh_test::makeLumpyBall(6), 1.2f, 300);
+    compareEveryFamily("lattice", bvh_test::makeLattice(4), 4.0f, 300, true);
+    // The lattice moved to [1, 5], each triangle nudged by up to 255 ulps per axis: box planes a few ulps
+    // apart, which differ in their lowest byte only.
+    std::vector<Vec3> jittered = bvh_test::makeLattice(4);
+    for (std::size_t i = 0; i < jittered.size(); ++i)
+        for (int axis = 0; axis < 3; ++axis)
+            jittered[i][axis] =
+                std::bit_cast<float>(std::bit_cast<std::uint32_t>(jittered[i][axis] + 1.0f) +
+                                     static_cast<std::uint32_t>((i / 3 * 37 + axis * 101) % 256));
+    compareEveryFamily("jittered lattice", jittered, 5.0f, 100, true);
+    compareEveryFamily("lumpy ball", bvh_test::makeLumpyBall(6), 1.2f, 300, true);
     // A corner at infinity gives boxes with infinite planes, which every ray walks in the binary order.
     std::vector<Vec3> unbounded = bvh_test::makeLumpyBall(3);
     unbounded.insert(unbounded.end(), {{0, 0, 0}, {INFINITY, 0, 0}, {0, 0.5f, 0}});
@@ -225,7 +273,8 @@ TEST(BvhQuery, AnswersAsTheBinaryWalkToTheBitOnEveryRayFamily) {
         if (corners.empty())
             ADD_FAILURE() << "missing " << path;
         else
-            compareEveryFamily(model, corners, radius, 300);
+            compareEveryFamily(model, corners, radius, 300,
+                               std::strcmp(model, "asteroid/random/asteroid1") == 0);
     }
 }
 
