@@ -94,8 +94,11 @@ private:
     void makeNodeLayout(std::size_t first, std::size_t last);
     void makeCentroidBoxes(std::size_t firstNode, std::size_t endNode);
     void splitNodes(bool freshLayout);
-    void splitNodesFrom(std::size_t firstNode, std::size_t staleEnd);
+    void splitNodesFrom(std::size_t firstNode, std::size_t endNode, std::size_t staleEnd);
     void prepareOtherRootAxes();
+    void prepareOtherChildAxes(const std::uint32_t* mapIndexOfSlot);
+    void keepChildArrangement(std::size_t node, std::uint8_t axis, const std::uint32_t* mapIndexOfSlot);
+    bool resumeChildArrangement(std::size_t node, std::uint8_t axis);
     bool swapAcrossMedian(std::size_t node, std::size_t first, std::size_t last, std::uint8_t axis);
     template <bool kLargest>
     std::size_t extremePosition(std::size_t node, std::size_t first, std::size_t last,
@@ -134,13 +137,23 @@ private:
     std::vector<SplitRecord> straddling_;
     std::vector<std::uint32_t> histogram_;
     std::vector<EntityPrimitive> inMapOrder_;
-    // Per root axis, the arrangement (as mapIndexOf_) and the node axes of the
-    // last build whose root split on it; empty when there is none for this count.
-    struct RootAxisArrangement {
+    // An arrangement of a subtree's records (the map positions, as mapIndexOf_)
+    // and its node axes, kept for when the subtree's top turns to an axis again.
+    struct KeptArrangement {
         std::vector<std::uint32_t> mapIndexOf;
         std::vector<std::uint8_t> axes;
     };
-    RootAxisArrangement rootAxisArrangements_[3];
+    // Per root axis, the whole tree's of the last build whose root split on it;
+    // empty when there is none for this count.
+    KeptArrangement rootAxisArrangements_[3];
+    // Per root axis, root child (left, right) and the child's axis, the child's
+    // subtree's of the last step in which the child split on it.
+    KeptArrangement childAxisArrangements_[3][2][3];
+    // Scratch of the child arrangements: kept positions by map position, and
+    // a child's records and axes saved while the others are prepared.
+    std::vector<std::uint32_t> keptPositionOf_;
+    std::vector<SplitRecord> savedRecords_;
+    std::vector<std::uint8_t> savedAxes_;
     // Map positions of the entities to capture again before the build.
     std::vector<std::uint32_t> recapture_;
     // Some centroid coordinate is NaN: then every node takes the plain

@@ -69,8 +69,12 @@ void SceneBvh::buildCaptured() {
     const std::size_t nodeCount = count == 0 ? 1 : 2 * count - 1;
     const bool freshLayout = nodes.size() != nodeCount || mapIndexOf_.size() != count;
     if (freshLayout) {
-        for (RootAxisArrangement& kept : rootAxisArrangements_)
+        for (KeptArrangement& kept : rootAxisArrangements_)
             kept.mapIndexOf.clear();
+        for (auto& perSide : childAxisArrangements_)
+            for (auto& perAxis : perSide)
+                for (KeptArrangement& kept : perAxis)
+                    kept.mapIndexOf.clear();
         nodes.clear();
         nodeRanges_.clear();
         topology_.clear();
@@ -149,6 +153,7 @@ void SceneBvh::prepareOtherRootAxes() {
     // records_ is still in the order the build left, over the slots of the
     // arrangement it started from, nextMapIndexOf_ since the swap above.
     const BoundingBox rootBox = centroidBoxes_[0];
+    prepareOtherChildAxes(nextMapIndexOf_.data());
     for (std::uint8_t axis = 0; axis < 3; ++axis) {
         if (axis == builtAxes[0])
             continue;
@@ -156,8 +161,9 @@ void SceneBvh::prepareOtherRootAxes() {
         axes_[0] = axis;
         centroidBoxes_[1] = centroidBox(records_.data(), records_.data() + count / 2);
         centroidBoxes_[topology_[0]] = centroidBox(records_.data() + count / 2, records_.data() + count);
-        splitNodesFrom(1, nodeCount);
-        RootAxisArrangement& kept = rootAxisArrangements_[axis];
+        splitNodesFrom(1, nodeCount, nodeCount);
+        prepareOtherChildAxes(nextMapIndexOf_.data());
+        KeptArrangement& kept = rootAxisArrangements_[axis];
         kept.mapIndexOf.resize(count);
         for (std::size_t i = 0; i < count; ++i)
             kept.mapIndexOf[i] = nextMapIndexOf_[records_[i].primitive];
@@ -203,10 +209,10 @@ void SceneBvh::resumeRootAxisArrangement() {
     const std::uint8_t newAxis = splitAxis(centroidBoxes_[0]);
     if (newAxis == oldAxis)
         return;
-    RootAxisArrangement& leaving = rootAxisArrangements_[oldAxis];
+    KeptArrangement& leaving = rootAxisArrangements_[oldAxis];
     leaving.mapIndexOf.assign(mapIndexOf_.begin(), mapIndexOf_.end());
     leaving.axes = axes_;
-    const RootAxisArrangement& resumed = rootAxisArrangements_[newAxis];
+    const KeptArrangement& resumed = rootAxisArrangements_[newAxis];
     if (resumed.mapIndexOf.size() != mapIndexOf_.size())
         return;
     mapIndexOf_.assign(resumed.mapIndexOf.begin(), resumed.mapIndexOf.end());
@@ -267,23 +273,23 @@ void SceneBvh::makeCentroidBoxes(std::size_t firstNode, std::size_t endNode) {
 void SceneBvh::splitNodes(bool freshLayout) {
     if (freshLayout || anyNan_) {
         centroidBoxes_[0] = centroidBox(records_.data(), records_.data() + records_.size());
-        splitNodesFrom(0, nodes.size());
+        splitNodesFrom(0, nodes.size(), nodes.size());
     } else {
-        splitNodesFrom(0, 0);
+        splitNodesFrom(0, nodes.size(), 0);
     }
 }
 
-// The pass of splitNodes from node firstNode on, the nodes before staleEnd
-// taken as stale.
-void SceneBvh::splitNodesFrom(std::size_t firstNode, std::size_t staleEnd) {
-    const std::size_t nodeCount = nodes.size();
+// The pass of splitNodes over the nodes [firstNode, endNode), which must end
+// a subtree, the nodes before staleEnd taken as stale.
+void SceneBvh::splitNodesFrom(std::size_t firstNode, std::size_t endNode, std::size_t staleEnd) {
     const SplitRecord* records = records_.data();
-    for (std::size_t k = firstNode; k < nodeCount; ++k) {
+    for (std::size_t k = firstNode; k < endNode; ++k) {
         const std::uint32_t link = topology_[k];
         if (link & kLeafBit)
             continue;
         const std::uint8_t axis = splitAxis(centroidBoxes_[k]);
-        const bool sameAxis = axes_[k] == axis;
+        const std::uint8_t oldAxis = axes_[k];
+        bool sameAxis = oldAxis == axis;
         axes_[k] = axis;
         const std::size_t left = k + 1;
         const std::size_t right = link;
@@ -294,6 +300,12 @@ void SceneBvh::splitNodesFrom(std::size_t firstNode, std::size_t staleEnd) {
         if (stale) {
             centroidBoxes_[left] = centroidBox(records + first, records + mid);
             centroidBoxes_[right] = centroidBox(records + mid, records + last);
+        }
+        // A root child that turns takes up the arrangement it had when it last
+        // split on its new axis, as the root does (resumeRootAxisArrangement).
+        if (!stale && !sameAxis && (k == 1 || k == topology_[0])) {
+            keepChildArrangement(k, oldAxis, mapIndexOf_.data());
+            sameAxis = resumeChildArrangement(k, axis);
         }
         // Nearly every node of a flying step is still split: two box reads.
         // With no NaN about, the boxes hold the exact extremes of each half.

@@ -152,10 +152,12 @@ BoundingBox checkSubtree(const Scene& scene, std::size_t k, std::size_t first, s
 
 TEST_F(SceneHierarchyTest, TreesRebuiltStepByStepKeepTheRulesAndAnswerAsTheReferenceWalk) {
     // Drifting crowds whose longest axis turns every step, so that splits change near the root as well as
-    // deep down: scattered, on a lattice (equal coordinates at the medians), flat, and one entity at NaN.
-    enum Crowd { Scattered, Lattice, FlatWithNan };
+    // deep down: scattered, on a lattice (equal coordinates at the medians), flat, and one entity at NaN;
+    // and one a little longer on x than on y and z, which take turns being longer, so that the root keeps x
+    // while its children turn between y and z, come back to an axis they left and trade a few entities.
+    enum Crowd { Scattered, Lattice, FlatWithNan, ChildrenTurn };
     const auto cube = makeCube(1.0f);
-    for (const Crowd crowd : {Scattered, Lattice, FlatWithNan}) {
+    for (const Crowd crowd : {Scattered, Lattice, FlatWithNan, ChildrenTurn}) {
         scene.entities.clear();
         scene.hierarchy.clearKeepingCapacity();
         const int count = crowd == Scattered ? 1500 : 700;
@@ -165,6 +167,8 @@ TEST_F(SceneHierarchyTest, TreesRebuiltStepByStepKeepTheRulesAndAnswerAsTheRefer
                 at = Vec3{std::floor(at.x / 25), std::floor(at.y / 25), std::floor(at.z / 25)};
             if (crowd == FlatWithNan)
                 at.z = 3.0f;
+            if (crowd == ChildrenTurn)
+                at = Vec3{at.x * 1.1f, at.y, at.z * 0.6f};
             auto entity = std::make_shared<Entity>(scene.nextEntityKey, cube);
             entity->transform = makeTranslation(at);
             scene.entities[scene.nextEntityKey++] = entity;
@@ -174,9 +178,13 @@ TEST_F(SceneHierarchyTest, TreesRebuiltStepByStepKeepTheRulesAndAnswerAsTheRefer
             for (auto& [key, entity] : scene.entities) {
                 float* at = entity->transform.forward.m + 12;
                 for (int axis = 0; axis < 3; ++axis)
-                    at[axis] = crowd == Lattice
+                    at[axis] = crowd == ChildrenTurn ? at[axis] + uniform(-2, 2)
+                               : crowd == Lattice
                                    ? at[axis] + float(random() % 3) - 1.0f
                                    : at[axis] * (axis == longest ? 1.3f : 0.85f) + uniform(-2, 2);
+                if (crowd == ChildrenTurn)
+                    for (int axis = 1; axis < 3; ++axis)
+                        at[axis] = at[axis] * ((axis + step) % 2 ? 0.6f : 1 / 0.6f) + uniform(-1, 1);
                 if (crowd == FlatWithNan)
                     at[2] = key % 97 == 0 && step % 2 ? std::nanf("") : 3.0f;
             }
