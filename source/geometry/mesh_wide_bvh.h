@@ -6,6 +6,7 @@
 #include "geometry/hit.h"
 #include "geometry/ray.h"
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -99,6 +100,20 @@ public:
         return position << 2 | (pair ? 3u : 1u);
     }
 
+    // A finite plane's key: its bits, with -0 taken as 0, so that two planes have one key exactly where they
+    // compare equal. A NaN's bits mark an empty slot, since every plane is finite.
+    static std::uint32_t planeKey(float plane) {
+        const auto bits = std::bit_cast<std::uint32_t>(plane);
+        return bits == 0x80000000u ? 0u : bits;
+    }
+    static constexpr std::uint32_t kNoPlane = 0x7fc00000u;
+    // The first slot a key probes in a table of `size` slots, a power of two: the high bits of a product,
+    // which mix in the low bits of the mantissa too, where round coordinates keep only zeros.
+    static std::uint32_t planeSlot(std::uint32_t key, std::size_t size) {
+        return static_cast<std::uint32_t>((key * 0x9e3779b1u) >> (32 - std::countr_zero(size))) &
+               static_cast<std::uint32_t>(size - 1);
+    }
+
 private:
     friend struct MeshWideBuilder;
 
@@ -108,9 +123,10 @@ private:
     std::vector<MeshCluster> clusters;
     // The root as a walk reference.
     std::uint32_t root = 0;
-    // Per axis, every box plane of the tree, sorted, once each. The leaves' planes are all of them, since
-    // every inner box is a union of leaf boxes.
-    std::vector<float> planes[3];
+    // Per axis, every box plane of the tree once, by planeKey, in an open-addressed table: a plane's probe
+    // starts at planeSlot and runs to the next slot until its key or kNoPlane. The leaves' planes are all of
+    // them, since every inner box is a union of leaf boxes.
+    std::vector<std::uint32_t> planes[3];
 };
 
 } // namespace verdanium

@@ -187,7 +187,7 @@ void radixSort(std::vector<std::uint32_t>& keys, std::vector<std::uint32_t>& spa
 void MeshWideBvh::clear() {
     nodes.clear();
     clusters.clear();
-    for (std::vector<float>& axis : planes)
+    for (std::vector<std::uint32_t>& axis : planes)
         axis.clear();
 }
 
@@ -219,11 +219,21 @@ void MeshWideBvh::build(std::span<const BvhNode> binary, std::span<const LeafTri
             }
         }
         radixSort(keys, spare);
-        std::vector<float>& sorted = planes[axis];
+        std::vector<float> sorted;
         for (const std::uint32_t key : keys)
             sorted.push_back(std::bit_cast<float>(key & 0x80000000u ? key & 0x7fffffffu : ~key));
         // -0 and 0 are neighbours and equal, as the lookup wants them.
         sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+        // At most half full, so that a probe ends after a slot or two.
+        std::vector<std::uint32_t>& table = planes[axis];
+        table.assign(std::bit_ceil(2 * sorted.size()), kNoPlane);
+        for (const float plane : sorted) {
+            const std::uint32_t key = planeKey(plane);
+            std::uint32_t slot = planeSlot(key, table.size());
+            while (table[slot] != kNoPlane)
+                slot = (slot + 1) & (table.size() - 1);
+            table[slot] = key;
+        }
     }
 }
 
