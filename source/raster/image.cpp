@@ -5,11 +5,15 @@
 
 #include <GL/glew.h>
 
+#include <cstdint>
 #include <fstream>
 #include <iostream>
 #include <limits>
 #include <sstream>
 #include <type_traits>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace verdanium {
 
@@ -79,6 +83,19 @@ std::string decimal(unsigned __int128 value) {
     return digits;
 }
 
+// Asks the kernel to back the whole pages of [data, data + bytes) with memory now, in one call. Why: a
+// payload lands in fresh memory, and faulting it in a page at a time on first write costs about a third
+// more than this (the 18 MB background is some 4,600 pages). Only a hint: where the call is not known,
+// the pages come in on first write as before, and nothing else changes.
+void populatePages(void* data, std::size_t bytes) {
+    const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const auto begin = reinterpret_cast<std::uintptr_t>(data);
+    const std::uintptr_t first = (begin + page - 1) / page * page;
+    const std::uintptr_t last = (begin + bytes) / page * page;
+    if (first < last)
+        madvise(reinterpret_cast<void*>(first), last - first, MADV_POPULATE_WRITE);
+}
+
 // Runs deleteTexture when the upload is left before it completes.
 class TextureGuard {
 public:
@@ -139,6 +156,8 @@ Image::Image(const std::string& path) {
         return;
     }
     file.seekg(payloadStart, std::ios::beg);
+    pixels.reserve(static_cast<std::size_t>(pixelCount));
+    populatePages(pixels.data(), static_cast<std::size_t>(found));
     pixels.resize(static_cast<std::size_t>(pixelCount));
     if (!file.read(reinterpret_cast<char*>(pixels.data()), found))
         reportError("could not read the expected number of bytes from " + quoted + ".");

@@ -5,6 +5,8 @@
 #include <GL/glew.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 namespace verdanium {
 namespace {
 
@@ -78,6 +80,25 @@ TEST_F(ImageTest, AGoodFileFillsPixelsInFileOrderAndUploadsThemUnclamped) {
     glGetTexImage(GL_TEXTURE_2D, 0, GL_RGB, GL_FLOAT, texels.data());
     EXPECT_EQ(texels, image->pixels) << "unclamped values survive";
 
+    glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+TEST_F(ImageTest, AFileOfManyPagesIsReadWholeAndUploadedWhole) {
+    VERDANIUM_REQUIRE_GL();
+    // Some 600 pages of payload, starting and ending inside a page, with a value of its own at every float.
+    const int width = 601, height = 331;
+    std::vector<float> values(static_cast<std::size_t>(width) * height * 3);
+    for (std::size_t i = 0; i < values.size(); ++i)
+        values[i] = static_cast<float>(i) * 0.5f - 7.0f;
+    write("large.pbm", pfFile("PF\n601\n331\n\n", values));
+    std::unique_ptr<Image> image;
+    EXPECT_EQ(construct((directory / "large.pbm").string(), image), "");
+    ASSERT_EQ(image->pixels.size(), values.size() / 3);
+    EXPECT_EQ(std::memcmp(image->pixels.data(), values.data(), values.size() * sizeof(float)), 0);
+
+    std::vector<float> texels(values.size());
+    glGetTexImage(GL_TEXTURE_2D, 0, GL_RGB, GL_FLOAT, texels.data());
+    EXPECT_EQ(texels, values);
     glBindTexture(GL_TEXTURE_2D, 0);
 }
 
