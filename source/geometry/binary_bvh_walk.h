@@ -4,8 +4,15 @@
 #include "geometry/hit.h"
 #include "geometry/ray.h"
 
+#include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <limits>
 #include <span>
+
+#if defined(__SSE2__)
+#include <xmmintrin.h>
+#endif
 
 namespace verdanium {
 
@@ -25,7 +32,50 @@ struct SlabRay {
     bool finite;
 };
 
-SlabRay makeSlabRay(const Ray& ray);
+// Made for every query, so written over one vector: the three divisions in one, and the signs and the
+// finiteness read as masks, with the same answers as the comparisons of the comments above.
+inline SlabRay makeSlabRay(const Ray& ray) {
+    SlabRay slab;
+#if defined(__SSE2__)
+    const __m128 zero = _mm_setzero_ps();
+    const __m128 infinity = _mm_set1_ps(std::numeric_limits<float>::infinity());
+    const __m128 signBit = _mm_set1_ps(-0.0f);
+    // The fourth lane (origin 0, direction 1) is finite and positive and is dropped from every mask.
+    const __m128 origin = _mm_setr_ps(ray.origin.x, ray.origin.y, ray.origin.z, 0.0f);
+    const __m128 inverse =
+        _mm_div_ps(_mm_set1_ps(1.0f), _mm_setr_ps(ray.direction.x, ray.direction.y, ray.direction.z, 1.0f));
+    float lanes[4];
+    _mm_storeu_ps(lanes, origin);
+    std::memcpy(slab.origin, lanes, sizeof slab.origin);
+    _mm_storeu_ps(lanes, inverse);
+    std::memcpy(slab.inverse, lanes, sizeof slab.inverse);
+    // The sign is 1 unless the inverse is >= 0, so a NaN counts as 1; finite: |x| < infinity, false for NaN.
+    const std::uint32_t signs = static_cast<std::uint32_t>(_mm_movemask_ps(_mm_cmpnge_ps(inverse, zero)));
+    const __m128 finite = _mm_and_ps(_mm_and_ps(_mm_cmplt_ps(_mm_andnot_ps(signBit, origin), infinity),
+                                                _mm_cmplt_ps(_mm_andnot_ps(signBit, inverse), infinity)),
+                                     _mm_cmpneq_ps(inverse, zero));
+    slab.finite = (_mm_movemask_ps(finite) & 7) == 7;
+#else
+    const float origin[3] = {ray.origin.x, ray.origin.y, ray.origin.z};
+    const float direction[3] = {ray.direction.x, ray.direction.y, ray.direction.z};
+    std::uint32_t signs = 0;
+    slab.finite = true;
+    for (int axis = 0; axis < 3; ++axis) {
+        slab.origin[axis] = origin[axis];
+        slab.inverse[axis] = 1.0f / direction[axis];
+        signs |= (slab.inverse[axis] >= 0.0f ? 0u : 1u) << axis;
+        slab.finite = slab.finite && std::isfinite(origin[axis]) && std::isfinite(slab.inverse[axis]) &&
+                      slab.inverse[axis] != 0.0f;
+    }
+#endif
+    slab.octant = signs & 7u;
+    for (std::uint32_t axis = 0; axis < 3; ++axis) {
+        const std::uint32_t sign = (signs >> axis) & 1u;
+        slab.entry[axis] = axis + 3 * sign;
+        slab.exit[axis] = axis + 3 * (1 - sign);
+    }
+    return slab;
+}
 
 // The slab test of one binary node against the range that ends at `limit`, step by step in the order and the
 // sense of the comparisons that define it. A NaN distance (a ray running in a slab plane: 0 * infinity)

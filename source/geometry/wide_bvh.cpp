@@ -115,26 +115,6 @@ const LaneOrderTable& laneOrderTable() {
 
 } // namespace
 
-SlabRay makeSlabRay(const Ray& ray) {
-    SlabRay slab;
-    const float origin[3] = {ray.origin.x, ray.origin.y, ray.origin.z};
-    const float direction[3] = {ray.direction.x, ray.direction.y, ray.direction.z};
-    slab.octant = 0;
-    slab.finite = true;
-    for (int axis = 0; axis < 3; ++axis) {
-        slab.origin[axis] = origin[axis];
-        slab.inverse[axis] = 1.0f / direction[axis];
-        // 0 if the inverse is >= 0, else 1; a NaN counts as 1.
-        const std::uint32_t sign = slab.inverse[axis] >= 0.0f ? 0u : 1u;
-        slab.entry[axis] = static_cast<std::uint32_t>(axis) + 3 * sign;
-        slab.exit[axis] = static_cast<std::uint32_t>(axis) + 3 * (1 - sign);
-        slab.octant |= sign << axis;
-        slab.finite = slab.finite && std::isfinite(origin[axis]) && std::isfinite(slab.inverse[axis]) &&
-                      slab.inverse[axis] != 0.0f;
-    }
-    return slab;
-}
-
 void WideBvh::build(std::span<const BvhNode> binary) {
     nodes.clear();
     sources_.clear();

@@ -117,19 +117,44 @@ private:
     bool foldable = false;
 };
 
+// The per-ray constants of the four-wide slab test: a SlabRay's origin, inverses and tMin spread over the
+// four lanes once per walk, rather than at every node (and again after every leaf's call, which may take
+// the registers).
+struct WideSlab {
+    explicit WideSlab(const SlabRay& ray, float tMin) : ray(ray) {
+#if defined(__SSE2__)
+        for (int axis = 0; axis < 3; ++axis) {
+            origin[axis] = _mm_set1_ps(ray.origin[axis]);
+            inverse[axis] = _mm_set1_ps(ray.inverse[axis]);
+        }
+        this->tMin = _mm_set1_ps(tMin);
+#else
+        this->tMin = tMin;
+#endif
+    }
+    const SlabRay& ray;
+#if defined(__SSE2__)
+    __m128 origin[3];
+    __m128 inverse[3];
+    __m128 tMin;
+#else
+    float tMin;
+#endif
+};
+
 // Tests the four boxes of `node` against the range from tMin to limit: a lane passes if its entry t0 is short
 // of the limit, its exit t1 beyond tMin and its entry not beyond its exit. Writes each lane's t0 and returns
 // the bits of the lanes passed (occupied lanes only). For a ray on which walksExactly holds, where no
 // distance is NaN: then this is the binary slab test, whose entry and exit come to the largest entry and the
 // smallest exit.
-inline unsigned wideSlabHits(const WideBvhNode& node, const SlabRay& ray, float tMin, float limit,
-                             float entry[4]) {
+inline unsigned wideSlabHits(const WideBvhNode& node, const WideSlab& wide, float limit, float entry[4]) {
+    const SlabRay& ray = wide.ray;
 #if defined(__SSE2__)
     const auto distances = [&](int axis, __m128& near, __m128& far) {
-        const __m128 origin = _mm_set1_ps(ray.origin[axis]);
-        const __m128 inverse = _mm_set1_ps(ray.inverse[axis]);
-        near = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.planes[ray.entry[axis]]), origin), inverse);
-        far = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.planes[ray.exit[axis]]), origin), inverse);
+        near = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.planes[ray.entry[axis]]), wide.origin[axis]),
+                          wide.inverse[axis]);
+        far = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.planes[ray.exit[axis]]), wide.origin[axis]),
+                         wide.inverse[axis]);
     };
     __m128 t0, t1;
     distances(0, t0, t1);
@@ -142,9 +167,10 @@ inline unsigned wideSlabHits(const WideBvhNode& node, const SlabRay& ray, float 
     _mm_storeu_ps(entry, t0);
     // Rejected where t0 >= limit, as the binary test says it (a NaN limit rejects nothing).
     const __m128 passes = _mm_and_ps(_mm_and_ps(_mm_cmple_ps(t0, t1), _mm_cmpnge_ps(t0, _mm_set1_ps(limit))),
-                                     _mm_cmpgt_ps(t1, _mm_set1_ps(tMin)));
+                                     _mm_cmpgt_ps(t1, wide.tMin));
     return static_cast<unsigned>(_mm_movemask_ps(passes)) & node.occupied;
 #else
+    const float tMin = wide.tMin;
     unsigned mask = 0;
     for (int lane = 0; lane < 4; ++lane) {
         float t0 = -std::numeric_limits<float>::infinity();
@@ -169,6 +195,7 @@ bool WideBvh::intersect(const SlabRay& slab, const Ray& ray, Hit& hit, Leaf&& le
     // The stack as three parallel arrays, each field moved by its own load and store: an entry copied as
     // one record is read back with wider loads than it was written with, which defeats store forwarding.
     // Four spare entries: a wide node writes all four lanes and keeps those that passed.
+    const WideSlab wide(slab, ray.tMin);
     float entries[kWalkStackSize + 4];
     std::uint32_t children[kWalkStackSize + 4];
     std::uint8_t counts[kWalkStackSize + 4];
@@ -190,7 +217,7 @@ bool WideBvh::intersect(const SlabRay& slab, const Ray& ray, Hit& hit, Leaf&& le
         }
         const WideBvhNode& node = nodes[children[size]];
         float entry[4];
-        const unsigned mask = wideSlabHits(node, slab, ray.tMin, limit, entry);
+        const unsigned mask = wideSlabHits(node, wide, limit, entry);
         if constexpr (kSparse) {
             if (mask == 0)
                 continue;
@@ -220,6 +247,7 @@ template <bool kInOrder, typename Leaf>
 bool WideBvh::occluded(const SlabRay& slab, const Ray& ray, Leaf&& leaf) const {
     if (nodes.empty())
         return false;
+    const WideSlab wide(slab, ray.tMin);
     // The limit never changes, so a lane that passed stays passed: no entry distances on the stack.
     std::uint32_t children[kWalkStackSize + 4];
     std::uint8_t counts[kWalkStackSize + 4];
@@ -237,7 +265,7 @@ bool WideBvh::occluded(const SlabRay& slab, const Ray& ray, Leaf&& leaf) const {
         }
         const WideBvhNode& node = nodes[children[size]];
         float entry[4];
-        unsigned mask = wideSlabHits(node, slab, ray.tMin, ray.tMax, entry);
+        unsigned mask = wideSlabHits(node, wide, ray.tMax, entry);
         if constexpr (kInOrder) {
             if (mask == 0)
                 continue;

@@ -4,13 +4,17 @@
 #include "geometry/hit.h"
 #include "geometry/intersector_mode.h"
 #include "geometry/ray.h"
+#include "geometry/ray_transform.h"
 #include "support/gl_test_context.h"
 #include "support/test_files.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -94,6 +98,60 @@ TEST(GeometryTest, BothHierarchiesNameTheTriangleStruckAndItsBarycentrics) {
 
 // A triangle is placed by the centre of its box, not by the mean of its corners: the wide triangle's centre
 // (x 5) lies left of the narrow one's (x 5.75), though its corner mean (6.67) lies right of the other's.
+// The object-space ray by the rule, row by row: x * column 0 + y * column 1 + z * column 2 + w * column 3,
+// summed left to right, and for the origin (w = 1) the coordinates times 1 / w unless w is exactly 1.
+TEST(GeometryTest, ObjectSpaceRayIsTheMatrixProductToTheBit) {
+    const auto product = [](const Mat4& m, const Vec3& v, float w, int row) {
+        return m.m[row] * v.x + m.m[4 + row] * v.y + m.m[8 + row] * v.z + m.m[12 + row] * w;
+    };
+    const auto same = [](float a, float b) {
+        return std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b) || (a != a && b != b);
+    };
+    std::mt19937 random(11);
+    const auto number = [&] {
+        // Mantissas of every kind over a wide range of exponents, and now and then an exact 0, 1 or -0.
+        const std::uint32_t pick = random() % 16;
+        if (pick < 3)
+            return pick == 0 ? 0.0f : (pick == 1 ? 1.0f : -0.0f);
+        return std::ldexp(std::uniform_real_distribution<float>(-1, 1)(random), int(random() % 40) - 20);
+    };
+    const float specials[] = {INFINITY, -INFINITY, NAN, -2.5f};
+    for (int trial = 0; trial < 4000; ++trial) {
+        Mat4 m;
+        for (float& element : m.m)
+            element = number();
+        // Mostly the last row of an affine transform (w = 1); else a projective one, or a special value in
+        // the translation column, which the direction multiplies by 0.
+        if (trial % 4 != 0) {
+            m.m[3] = m.m[7] = m.m[11] = 0.0f;
+            m.m[15] = 1.0f;
+        }
+        if (trial % 7 == 0)
+            m.m[12 + trial % 3] = specials[trial % 4];
+        Ray ray;
+        ray.origin = {number(), number(), number()};
+        ray.direction = {number(), number(), number()};
+        ray.countsLights = trial % 2 == 0;
+        const float w = product(m, ray.origin, 1.0f, 3);
+        if (w == 0.0f) {
+            EXPECT_THROW(toObjectSpace(m, ray), std::domain_error);
+            continue;
+        }
+        const Ray object = toObjectSpace(m, ray);
+        for (int row = 0; row < 3; ++row) {
+            float origin = product(m, ray.origin, 1.0f, row);
+            if (w != 1.0f)
+                origin *= 1.0f / w;
+            EXPECT_TRUE(same(object.origin[row], origin)) << trial << " origin " << row;
+            EXPECT_TRUE(same(object.direction[row], product(m, ray.direction, 0.0f, row)))
+                << trial << " direction " << row;
+        }
+        EXPECT_EQ(object.countsLights, ray.countsLights);
+        EXPECT_EQ(object.tMin, 0.0f);
+        EXPECT_EQ(object.tMax, INFINITY);
+    }
+}
+
 TEST(GeometryTest, TreeOrdersTrianglesByTheCentresOfTheirBoxes) {
     const std::vector<Vec3> positions = {{5.5f, 0, 0}, {6, 0, 0},  {6, 0.1f, 0},
                                          {0, 0, 0},    {10, 0, 0}, {10, 0.1f, 0}};
