@@ -4,7 +4,7 @@
 
 namespace verdanium {
 
-// Most rays take the four-wide copy, which tests the triangles of a small subtree together. The others (a
+// Most rays take the eight-wide copy, which tests the triangles of a small subtree together. The others (a
 // zero direction component with the origin on a box plane, a non-finite origin) walk the binary tree, whose
 // leaves read their triangles from leafTriangles: the same records and the same arithmetic as the copy's, so
 // the results are identical either way. The range conditions are combined without branching, like the

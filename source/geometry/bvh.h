@@ -153,7 +153,7 @@ public:
 
     // Nearest hit: true if a triangle at t within [ray.tMin, ray.tMax] and not beyond hit.t was struck in a
     // leaf the walk reaches; the hit then names the last such triangle tested at the smallest t, in the
-    // binary walk's order (binary_bvh_walk.h), which the four-wide walk keeps. Returns false at once with no
+    // binary walk's order (binary_bvh_walk.h), which the wide walk keeps. Returns false at once with no
     // nodes.
     bool intersect(const Ray& ray, Hit& hit) const;
     // Any hit within [ray.tMin, ray.tMax] in a leaf the walk reaches; true exactly when intersect from a hit
@@ -165,7 +165,7 @@ private:
 
     // The triangles of the leaves in leaf order, for the rays that take the binary walk.
     std::vector<LeafTriangle> leafTriangles;
-    // What the queries walk: the finished tree, four children to a node, triangles packed by cluster.
+    // What the queries walk: the finished tree, up to eight children to a node, triangles packed by cluster.
     MeshWideBvh wide;
 };
 

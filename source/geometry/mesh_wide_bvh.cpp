@@ -48,6 +48,11 @@ bool MeshWideBvh::walksAlongPlanes(const float origins[4], const float inverses[
 
 namespace {
 
+// The walk's stack: each inner node on the path from the root leaves at most seven lanes waiting, and folds
+// three levels of the binary tree, whose median split keeps it about log2(n) deep; eight spare entries take
+// the writes of a node's lanes that are not kept.
+constexpr int kStackSize = 2 * kWalkStackSize + 8;
+
 // The per-ray constants of the walk in vector form, made once per query so that the loop reloads them rather
 // than broadcasting them again at every node: those of SlabRay (binary_bvh_walk.h), computed alike.
 struct WideRay {
@@ -97,13 +102,12 @@ struct WideRay {
 
 // The slab test of four boxes, as wideSlabHits (wide_bvh.h) makes it: a lane passes if its entry t0 is short
 // of the limit, its exit t1 beyond tMin and its entry not beyond its exit, which on rays free of NaN
-// distances is the binary walk's test. Writes each lane's t0 and returns the bits of the occupied lanes
-// passed.
-template <typename WideNode>
-inline unsigned slabHits(const WideNode& node, const WideRay& ray, __m128 limit, __m128& entry) {
-    const auto* planes = reinterpret_cast<const unsigned char*>(node.planes);
+// distances is the binary walk's test. `planes` are the boxes' six planes, four lanes each. Writes each
+// lane's t0 and returns the bits of the lanes passed.
+inline unsigned slabHits(const float (*planes)[4], const WideRay& ray, __m128 limit, __m128& entry) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(planes);
     const auto distance = [&](std::uint32_t offset, int axis) {
-        const __m128 plane = _mm_load_ps(reinterpret_cast<const float*>(planes + offset));
+        const __m128 plane = _mm_load_ps(reinterpret_cast<const float*>(bytes + offset));
         return _mm_mul_ps(_mm_sub_ps(plane, ray.origin[axis]), ray.inverse[axis]);
     };
     __m128 t0 = distance(ray.entry[0], 0);
@@ -116,7 +120,27 @@ inline unsigned slabHits(const WideNode& node, const WideRay& ray, __m128 limit,
     // Rejected where t0 >= limit, as the binary test says it (a NaN limit rejects nothing).
     const __m128 passes =
         _mm_and_ps(_mm_and_ps(_mm_cmple_ps(t0, t1), _mm_cmpnge_ps(t0, limit)), _mm_cmpgt_ps(t1, ray.tMin));
-    return static_cast<unsigned>(_mm_movemask_ps(passes)) & node.occupied;
+    return static_cast<unsigned>(_mm_movemask_ps(passes));
+}
+
+// The slab test of a cluster's occupied lanes.
+inline unsigned slabHits(const MeshCluster& cluster, const WideRay& ray, __m128 limit, __m128& entry) {
+    return slabHits(cluster.planes, ray, limit, entry) & cluster.occupied;
+}
+
+// The slab test of an inner node's eight lanes, or of its first four where `narrow`: writes the lanes' t0 to
+// `entry` and returns the bits of the lanes passed.
+inline unsigned slabHits(const MeshWideNode& node, bool narrow, const WideRay& ray, __m128 limit,
+                         float entry[8]) {
+    __m128 low, high;
+    unsigned mask = slabHits(node.planes[0], ray, limit, low);
+    _mm_store_ps(entry, low);
+    if (narrow)
+        high = _mm_setzero_ps();
+    else
+        mask |= slabHits(node.planes[1], ray, limit, high) << 4;
+    _mm_store_ps(entry + 4, high);
+    return mask;
 }
 
 // The triangle test of intersectTriangleEdges on the four lanes of a quad, the same operations in the same
@@ -172,9 +196,9 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
     const WideRay wide(ray);
     if (empty() || !(wide.finite || walksAlongPlanes(wide.origins, wide.inverses)))
         return false;
-    // The stack as two parallel arrays (see WideBvh::intersect), with four spare entries for a node's lanes.
-    float entries[kWalkStackSize + 4];
-    std::uint32_t stack[kWalkStackSize + 4];
+    // The stack as two parallel arrays (see WideBvh::intersect).
+    float entries[kStackSize];
+    std::uint32_t stack[kStackSize];
     int size = 0;
     // The next lane in the walk's order whose entry still falls short of the limit, popped into `child`.
     std::uint32_t child = root;
@@ -257,7 +281,8 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
             break;
         }
         const MeshWideNode& node = nodes[child >> 2];
-        const unsigned mask = slabHits(node, wide, limitVector, entryVector);
+        alignas(16) float entry[8];
+        const unsigned mask = slabHits(node, (child & 2u) != 0, wide, limitVector, entry);
         if (mask == 0) {
             if (pop())
                 continue;
@@ -268,12 +293,10 @@ bool MeshWideBvh::intersect(const Ray& ray, Hit& hit, const Geometry* mesh, bool
             child = node.child[std::countr_zero(mask)];
             continue;
         }
-        alignas(16) float entry[4];
-        _mm_store_ps(entry, entryVector);
         // Pushed last visited first; every lane is written and only those that passed are kept.
-        const unsigned order = node.order[wide.octant];
-        for (int position = 3; position >= 0; --position) {
-            const unsigned lane = (order >> (2 * position)) & 3u;
+        const std::uint32_t order = node.order[wide.octant];
+        for (int position = 7; position >= 0; --position) {
+            const unsigned lane = (order >> (3 * position)) & 7u;
             entries[size] = entry[lane];
             stack[size] = node.child[lane];
             size += static_cast<int>((mask >> lane) & 1u);
@@ -292,7 +315,7 @@ bool MeshWideBvh::occluded(const Ray& ray, bool& blocked) const {
     const __m128 limit = _mm_set1_ps(ray.tMax);
     // The limit never changes, so a lane that passed stays passed: no entry distances on the stack. The
     // answer is the same in any order; the walk's order, near lanes first, finds a triangle struck sooner.
-    std::uint32_t stack[kWalkStackSize + 4];
+    std::uint32_t stack[kStackSize];
     int size = 1;
     stack[0] = root;
     constexpr float kNoHit = std::numeric_limits<float>::infinity();
@@ -313,10 +336,11 @@ bool MeshWideBvh::occluded(const Ray& ray, bool& blocked) const {
             continue;
         }
         const MeshWideNode& node = nodes[child >> 2];
-        const unsigned mask = slabHits(node, wide, limit, entry);
-        const unsigned order = node.order[wide.octant];
-        for (int position = 3; position >= 0; --position) {
-            const unsigned lane = (order >> (2 * position)) & 3u;
+        alignas(16) float entries[8];
+        const unsigned mask = slabHits(node, (child & 2u) != 0, wide, limit, entries);
+        const std::uint32_t order = node.order[wide.octant];
+        for (int position = 7; position >= 0; --position) {
+            const unsigned lane = (order >> (3 * position)) & 7u;
             stack[size] = node.child[lane];
             size += static_cast<int>((mask >> lane) & 1u);
         }

@@ -33,19 +33,20 @@ struct alignas(16) TriangleQuad {
     float edge2[3][4];
 };
 
-// An inner node of the mesh's four-wide walk: four lanes, each an inner node or a cluster below.
+// An inner node of the mesh's eight-wide walk: eight lanes in two halves of four, each lane an inner node or
+// a cluster below. A lane left unused holds the empty box (lower +infinity, upper -infinity), which no ray
+// with a finite origin passes: its entry is +infinity and its exit -infinity on every axis, whatever the
+// inverse direction, so the entry-before-exit test fails.
 struct alignas(64) MeshWideNode {
-    // Box planes by plane, one lane per child: lower x, y, z, then upper x, y, z.
-    float planes[6][4];
+    // Box planes by half, plane and lane: lower x, y, z, then upper x, y, z, for lanes 4h to 4h + 3.
+    float planes[2][6][4];
     // Lane k's child as a walk reference (MeshWideBvh::inner, MeshWideBvh::cluster).
-    std::uint32_t child[4];
-    // Bit k set when lane k holds a child.
-    std::uint8_t occupied = 0;
+    std::uint32_t child[8];
     // Per sign octant (SlabRay::octant), the lanes in the binary walk's order: the lane visited at position
-    // p in bits 2p and 2p + 1. Positions past the occupied lanes name unoccupied ones.
-    std::uint8_t order[8];
+    // p in bits 3p to 3p + 2. Positions past the used lanes name unused ones.
+    std::uint32_t order[8];
 };
-static_assert(sizeof(MeshWideNode) == 128, "an inner node is two cache lines");
+static_assert(sizeof(MeshWideNode) == 256, "an inner node is four cache lines");
 
 // The leaves of a binary subtree of at most four, one triangle per lane: a ray tests their boxes and their
 // triangles in one go instead of visiting each leaf on its own. A subtree of five to eight leaves takes two
@@ -65,14 +66,14 @@ struct alignas(64) MeshCluster {
 };
 static_assert(offsetof(MeshCluster, firstVertex) <= 5 * 64 - 16, "a visit reads five cache lines at most");
 
-// The copy of a mesh's binary tree that the mesh queries walk, four children to a node and the triangles of
-// each small subtree packed beside it. It answers exactly as the binary walk (binary_bvh_walk.h) does, by the
-// argument of wide_bvh.h: the lanes of a node are a cut through the binary subtree below it, visited in the
-// binary walk's order for the ray's sign octant; the boxes of the levels folded away are unions of the lanes'
-// boxes and need no test of their own on rays whose slab distances are free of NaN; each lane's entry is
-// compared with the limit again when its turn comes. In a cluster the triangles are tested all at once,
-// since a triangle's u, v and t do not depend on the limit; whether a triangle is taken is then decided
-// lane by lane in the walk's order against the hit of the moment, as the binary walk would.
+// The copy of a mesh's binary tree that the mesh queries walk, up to eight children to a node and the
+// triangles of each small subtree packed beside it. It answers exactly as the binary walk (binary_bvh_walk.h)
+// does, by the argument of wide_bvh.h: the lanes of a node are a cut through the binary subtree below it,
+// visited in the binary walk's order for the ray's sign octant; the boxes of the levels folded away are
+// unions of the lanes' boxes and need no test of their own on rays whose slab distances are free of NaN; each
+// lane's entry is compared with the limit again when its turn comes. In a cluster the triangles are tested
+// all at once, since a triangle's u, v and t do not depend on the limit; whether a triangle is taken is then
+// decided lane by lane in the walk's order against the hit of the moment, as the binary walk would.
 class MeshWideBvh {
 public:
     // Replaces the copy with one of `binary`, a finished mesh tree (one triangle per leaf, inner boxes the
@@ -94,8 +95,11 @@ public:
     bool occluded(const Ray& ray, bool& blocked) const;
 
     // A child in the walk: an inner node's or a cluster's position, shifted left by two, with bit 0 set for a
-    // cluster and bit 1 for a pair of them, so that the walk knows what it goes to before it loads it.
-    static std::uint32_t inner(std::uint32_t position) { return position << 2; }
+    // cluster and bit 1 for a pair of them, or for an inner node whose lanes all stand in its first half, so
+    // that the walk knows what it goes to before it loads it.
+    static std::uint32_t inner(std::uint32_t position, bool narrow) {
+        return position << 2 | (narrow ? 2u : 0u);
+    }
     static std::uint32_t cluster(std::uint32_t position, bool pair) {
         return position << 2 | (pair ? 3u : 1u);
     }

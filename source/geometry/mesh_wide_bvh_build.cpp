@@ -18,14 +18,20 @@ struct LaneList {
     std::size_t size() const { return count; }
     const std::uint32_t* data() const { return at; }
     std::uint32_t operator[](std::size_t lane) const { return at[lane]; }
+    // Replaces the node at `lane` with `left` and `right`, in that order.
+    void open(std::size_t lane, std::uint32_t left, std::uint32_t right) {
+        for (std::size_t k = count++; k > lane + 1; --k)
+            at[k] = at[k - 1];
+        at[lane] = left;
+        at[lane + 1] = right;
+    }
 };
 
 } // namespace
 
 // Makes the copy top down. The lanes of a node are a cut through the binary subtree below it: a subtree of at
-// most four leaves becomes a cluster of its leaves, one of five to eight a pair of clusters; a larger one
-// gets its two children as lanes, each opened into its own two children when it has more than four leaves, so
-// that the lanes below are mostly full clusters or inner nodes with four lanes.
+// most four leaves becomes a cluster of its leaves, one of five to eight a pair of clusters; a larger one an
+// inner node of up to eight lanes (see cut).
 struct MeshWideBuilder {
     std::span<const BvhNode> binary;
     std::span<const LeafTriangle> triangles;
@@ -89,10 +95,9 @@ struct MeshWideBuilder {
         return good;
     }
 
-    // The boxes of up to four binary nodes, from `lanes`, in the lanes of `wide`; the empty box in the
-    // others.
-    template <typename WideNode>
-    void setBoxes(WideNode& wide, const std::uint32_t* lanes, std::size_t count) {
+    // The boxes of up to four binary nodes, from `lanes`, in the lanes of `planes`; the empty box in the
+    // others. Returns the bits of the lanes used.
+    unsigned setBoxes(float (*planes)[4], const std::uint32_t* lanes, std::size_t count) {
         const BoundingBox empty;
         for (std::size_t lane = 0; lane < 4; ++lane) {
             const bool used = lane < count;
@@ -101,11 +106,33 @@ struct MeshWideBuilder {
             const Vec3& lower = used ? binary[lanes[lane]].lower : empty.lower;
             const Vec3& upper = used ? binary[lanes[lane]].upper : empty.upper;
             for (int axis = 0; axis < 3; ++axis) {
-                wide.planes[axis][lane] = lower[axis];
-                wide.planes[axis + 3][lane] = upper[axis];
+                planes[axis][lane] = lower[axis];
+                planes[axis + 3][lane] = upper[axis];
             }
-            wide.occupied |= static_cast<std::uint8_t>((used ? 1u : 0u) << lane);
         }
+        return (1u << std::min<std::size_t>(count, 4)) - 1;
+    }
+
+    // The lanes of an inner node over `node`: a cut through its subtree, made from its two children by
+    // opening the lane of the most leaves into its two children while there is room, as long as it has more
+    // leaves than a cluster holds; the first such lane where several tie. So a large subtree gets the eight
+    // nodes three levels down, and the lanes below are mostly inner nodes, pairs or clusters.
+    LaneList cut(std::uint32_t node) const {
+        LaneList lanes;
+        lanes.push_back(node + 1);
+        lanes.push_back(right(node));
+        while (lanes.size() < 8) {
+            std::size_t widest = lanes.size();
+            for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
+                if (leafCounts[lanes[lane]] > kClusterSize &&
+                    (widest == lanes.size() || leafCounts[lanes[lane]] > leafCounts[lanes[widest]]))
+                    widest = lane;
+            }
+            if (widest == lanes.size())
+                break;
+            lanes.open(widest, lanes[widest] + 1, right(lanes[widest]));
+        }
+        return lanes;
     }
 
     // The copy of the subtree at `node`, as a walk reference.
@@ -117,7 +144,8 @@ struct MeshWideBuilder {
             for (std::size_t start = 0; start < lanes.size(); start += kClusterSize) {
                 const std::size_t count = std::min<std::size_t>(kClusterSize, lanes.size() - start);
                 MeshCluster cluster{};
-                setBoxes(cluster, lanes.data() + start, count);
+                cluster.occupied =
+                    static_cast<std::uint8_t>(setBoxes(cluster.planes, lanes.data() + start, count));
                 for (std::size_t lane = 0; lane < count; ++lane) {
                     const LeafTriangle& triangle = triangles[binary[lanes[start + lane]].index];
                     cluster.firstVertex[lane] = triangle.firstVertex;
@@ -135,26 +163,19 @@ struct MeshWideBuilder {
             }
             return MeshWideBvh::cluster(first, lanes.size() > kClusterSize);
         }
-        // Children of more than four leaves are opened, so that the lanes are mostly full clusters or inner
-        // nodes of four lanes; one of five to eight leaves below them becomes a pair.
-        for (const std::uint32_t child : {node + 1, right(node)}) {
-            if (!isLeaf(child) && leafCounts[child] > kClusterSize) {
-                lanes.push_back(child + 1);
-                lanes.push_back(right(child));
-            } else {
-                lanes.push_back(child);
-            }
-        }
+        lanes = cut(node);
         const auto self = static_cast<std::uint32_t>(copy.nodes.size());
         copy.nodes.emplace_back();
         MeshWideNode wide{};
-        setBoxes(wide, lanes.data(), lanes.size());
+        const std::size_t low = std::min<std::size_t>(lanes.size(), 4);
+        setBoxes(wide.planes[0], lanes.data(), low);
+        setBoxes(wide.planes[1], lanes.data() + low, lanes.size() - low);
         for (unsigned octant = 0; octant < 8; ++octant)
-            wide.order[octant] = static_cast<std::uint8_t>(laneOrder(node, octant, lanes, 2, 4));
-        for (std::size_t lane = 0; lane < 4; ++lane)
+            wide.order[octant] = laneOrder(node, octant, lanes, 3, 8);
+        for (std::size_t lane = 0; lane < 8; ++lane)
             wide.child[lane] = lane < lanes.size() ? emit(lanes[lane]) : 0;
         copy.nodes[self] = wide;
-        return MeshWideBvh::inner(self);
+        return MeshWideBvh::inner(self, lanes.size() <= 4);
     }
 };
 

@@ -261,6 +261,9 @@ TEST(BvhQuery, AnswersAsTheBinaryWalkToTheBitOnEveryRayFamily) {
                                      static_cast<std::uint32_t>((i / 3 * 37 + axis * 101) % 256));
     compareEveryFamily("jittered lattice", jittered, 5.0f, 100, true);
     compareEveryFamily("lumpy ball", bvh_test::makeLumpyBall(6), 1.2f, 300, true);
+    // Soups whose trees hold subtrees of 9 and of 17 leaves: inner nodes of three and of five lanes.
+    for (const std::size_t n : {72, 136})
+        compareEveryFamily("soup of " + std::to_string(n), bvh_test::makeRandomSoup(n, 1.0f, 5), 1.5f, 100);
     // A corner at infinity gives boxes with infinite planes, which every ray walks in the binary order.
     std::vector<Vec3> unbounded = bvh_test::makeLumpyBall(3);
     unbounded.insert(unbounded.end(), {{0, 0, 0}, {INFINITY, 0, 0}, {0, 0.5f, 0}});
