@@ -65,6 +65,16 @@ public:
         std::uint32_t primitive;
     };
 
+    // A primitive as the build carries it about until the last pass: its
+    // centroid, which the records hold, is made again from the box. Two to a
+    // cache line, where a whole primitive takes a line and a half, since the
+    // build's scratch is most of what a step streams through memory.
+    struct alignas(32) CapturedBox {
+        Entity* entity;
+        Vec3 lower;
+        Vec3 upper;
+    };
+
     // Empties the tree and its wide copy, keeping their capacity.
     void clearKeepingCapacity() {
         Bvh::clearKeepingCapacity();
@@ -115,7 +125,7 @@ private:
     std::vector<std::uint32_t> mapIndexOf_;
     std::vector<std::uint32_t> nextMapIndexOf_;
     // The primitives, and their records, in that arrangement.
-    std::vector<EntityPrimitive> arranged_;
+    std::vector<CapturedBox> arranged_;
     std::vector<SplitRecord> records_;
     // The leaf positions [first, last) under each node, by node position.
     struct NodeRange {
@@ -136,7 +146,7 @@ private:
     std::vector<SplitRecord> splitOutput_;
     std::vector<SplitRecord> straddling_;
     std::vector<std::uint32_t> histogram_;
-    std::vector<EntityPrimitive> inMapOrder_;
+    std::vector<CapturedBox> inMapOrder_;
     // An arrangement of a subtree's records (the map positions, as mapIndexOf_)
     // and its node axes, kept for when the subtree's top turns to an axis again.
     struct KeptArrangement {

@@ -48,6 +48,15 @@ void SceneBvh::build(EntityMap::const_iterator first, EntityMap::const_iterator 
     buildCaptured();
 }
 
+namespace {
+
+SceneBvh::CapturedBox captureBox(Entity& entity) {
+    const EntityPrimitive primitive = makeEntityPrimitive(entity);
+    return {primitive.entity, primitive.lower, primitive.upper};
+}
+
+} // namespace
+
 void SceneBvh::startCapture() {
     inMapOrder_.clear();
     recapture_.clear();
@@ -56,12 +65,12 @@ void SceneBvh::startCapture() {
 void SceneBvh::capture(Entity& entity, bool final) {
     if (!final)
         recapture_.push_back(static_cast<std::uint32_t>(inMapOrder_.size()));
-    inMapOrder_.push_back(makeEntityPrimitive(entity));
+    inMapOrder_.push_back(captureBox(entity));
 }
 
 void SceneBvh::buildCaptured() {
     for (const std::uint32_t i : recapture_)
-        inMapOrder_[i] = makeEntityPrimitive(*inMapOrder_[i].entity);
+        inMapOrder_[i] = captureBox(*inMapOrder_[i].entity);
     const std::size_t count = inMapOrder_.size();
 
     // A new count (a recreation) or emptied arrays make the layout again and
@@ -115,12 +124,13 @@ void SceneBvh::buildCaptured() {
         BoundingBox box;
         if (node.count != 0) {
             const std::size_t position = node.index;
-            const std::uint32_t slot = records_[position].primitive;
-            const EntityPrimitive& primitive = arranged_[slot];
-            primitives[position] = primitive;
-            leafItems[position] = primitive.entity;
-            nextMapIndexOf_[position] = mapIndexOf_[slot];
-            box.extend(BoundingBox{primitive.lower, primitive.upper});
+            const SplitRecord& record = records_[position];
+            const CapturedBox& captured = arranged_[record.primitive];
+            const Vec3 centroid{record.centroid[0], record.centroid[1], record.centroid[2]};
+            primitives[position] = EntityPrimitive{captured.entity, captured.lower, captured.upper, centroid};
+            leafItems[position] = captured.entity;
+            nextMapIndexOf_[position] = mapIndexOf_[record.primitive];
+            box.extend(BoundingBox{captured.lower, captured.upper});
         } else {
             box.extend(BoundingBox{nodes[k + 1].lower, nodes[k + 1].upper});
             box.extend(BoundingBox{nodes[node.index].lower, nodes[node.index].upper});
@@ -186,10 +196,11 @@ void SceneBvh::gatherArrangement() {
     for (std::size_t i = 0; i < count; ++i) {
         if (i + kGatherLookahead < count)
             __builtin_prefetch(&inMapOrder_[mapIndexOf_[i + kGatherLookahead]]);
-        const EntityPrimitive& primitive = inMapOrder_[mapIndexOf_[i]];
-        const Vec3& centroid = primitive.centroid;
+        const CapturedBox& captured = inMapOrder_[mapIndexOf_[i]];
+        // The centroid as makeEntityPrimitive makes it.
+        const Vec3 centroid = boxCentre(captured.lower, captured.upper);
         anyNan |= std::isnan(centroid.x) | std::isnan(centroid.y) | std::isnan(centroid.z);
-        arranged_[i] = primitive;
+        arranged_[i] = captured;
         records_[i] = SplitRecord{{centroid.x, centroid.y, centroid.z}, static_cast<std::uint32_t>(i)};
     }
     anyNan_ = anyNan;
