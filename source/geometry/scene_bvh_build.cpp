@@ -119,6 +119,10 @@ void SceneBvh::buildCaptured() {
         splitNodes(freshLayout);
 
     // Children stand after their parent, so a backward pass sees them first.
+    // The shape of the tree depends on the count alone, so where it is kept
+    // the wide copy is refitted in the same pass, each wide node as soon as
+    // the nodes it copies are final, rather than from a second read of them.
+    const bool refitting = !freshLayout && wide_.startRefit(nodes);
     for (std::size_t k = nodeCount; k-- > 0;) {
         BvhNode& node = nodes[k];
         BoundingBox box;
@@ -138,13 +142,14 @@ void SceneBvh::buildCaptured() {
         }
         node.lower = box.lower;
         node.upper = box.upper;
+        if (refitting)
+            wide_.refitAt(nodes, k);
     }
     mapIndexOf_.swap(nextMapIndexOf_);
-    // The shape of the tree depends on the count alone.
-    if (freshLayout)
-        wide_.build(nodes);
+    if (refitting)
+        wide_.finishRefit(nodes);
     else
-        wide_.refit(nodes);
+        wide_.build(nodes);
     if (freshLayout && !anyNan_ && count >= 2)
         prepareOtherRootAxes();
 }
