@@ -196,7 +196,9 @@ void SceneBvh::gatherArrangement() {
     const std::size_t count = inMapOrder_.size();
     records_.resize(count);
     arranged_.resize(count);
-    constexpr std::size_t kGatherLookahead = 8;
+    // Far enough ahead for the misses to overlap: 16 ran a step at 262,144
+    // entities about 1.5% faster than 8, side by side.
+    constexpr std::size_t kGatherLookahead = 16;
     bool anyNan = false;
     for (std::size_t i = 0; i < count; ++i) {
         if (i + kGatherLookahead < count)
