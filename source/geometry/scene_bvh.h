@@ -2,6 +2,7 @@
 
 #include "foundation/math/vec3.h"
 #include "geometry/bvh.h"
+#include "geometry/huge_page_allocator.h"
 #include "geometry/wide_bvh.h"
 #include "world/entity_map.h"
 
@@ -65,6 +66,16 @@ public:
         std::uint32_t primitive;
     };
 
+    // A primitive as the build carries it about until the last pass: its
+    // centroid, which the records hold, is made again from the box. Two to a
+    // cache line, where a whole primitive takes a line and a half, since the
+    // build's scratch is most of what a step streams through memory.
+    struct alignas(32) CapturedBox {
+        Entity* entity;
+        Vec3 lower;
+        Vec3 upper;
+    };
+
     // Empties the tree and its wide copy, keeping their capacity.
     void clearKeepingCapacity() {
         Bvh::clearKeepingCapacity();
@@ -115,28 +126,28 @@ private:
     std::vector<std::uint32_t> mapIndexOf_;
     std::vector<std::uint32_t> nextMapIndexOf_;
     // The primitives, and their records, in that arrangement.
-    std::vector<EntityPrimitive> arranged_;
-    std::vector<SplitRecord> records_;
+    std::vector<CapturedBox, HugePageAllocator<CapturedBox>> arranged_;
+    std::vector<SplitRecord, HugePageAllocator<SplitRecord>> records_;
     // The leaf positions [first, last) under each node, by node position.
     struct NodeRange {
         std::uint32_t first;
         std::uint32_t last;
     };
-    std::vector<NodeRange> nodeRanges_;
+    std::vector<NodeRange, HugePageAllocator<NodeRange>> nodeRanges_;
     // The shape of the tree in a quarter of the memory of its nodes, for the
     // passes that walk all of it: by node position, the right child's
     // position, or for a leaf kLeafBit and its record's position.
     static constexpr std::uint32_t kLeafBit = 0x80000000u;
-    std::vector<std::uint32_t> topology_;
+    std::vector<std::uint32_t, HugePageAllocator<std::uint32_t>> topology_;
     // The split axes by node position, written into the nodes by the last pass.
     std::vector<std::uint8_t> axes_;
     // Box of the records' centroids under each node, by node position.
-    std::vector<BoundingBox> centroidBoxes_;
+    std::vector<BoundingBox, HugePageAllocator<BoundingBox>> centroidBoxes_;
     // Scratch of the splits.
     std::vector<SplitRecord> splitOutput_;
     std::vector<SplitRecord> straddling_;
     std::vector<std::uint32_t> histogram_;
-    std::vector<EntityPrimitive> inMapOrder_;
+    std::vector<CapturedBox, HugePageAllocator<CapturedBox>> inMapOrder_;
     // An arrangement of a subtree's records (the map positions, as mapIndexOf_)
     // and its node axes, kept for when the subtree's top turns to an axis again.
     struct KeptArrangement {

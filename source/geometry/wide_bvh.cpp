@@ -144,62 +144,81 @@ void WideBvh::build(std::span<const BvhNode> binary) {
 }
 
 void WideBvh::refit(std::span<const BvhNode> binary) {
-    // A copy of one node (a leaf root or the empty tree) is as quick to make again.
-    if (binary.size() != binarySize_ || sources_.size() != nodes.size() || sources_.empty()) {
+    if (!startRefit(binary)) {
         build(binary);
         return;
     }
+    refitCursor_ = 0;
+    for (std::size_t k = 0; k < nodes.size(); ++k)
+        refitNode(binary, k);
+    foldable = refitFinite_;
+}
+
+bool WideBvh::startRefit(std::span<const BvhNode> binary) {
+    // A copy of one node (a leaf root or the empty tree) is as quick to make again.
+    if (binary.size() != binarySize_ || sources_.size() != nodes.size() || sources_.empty())
+        return false;
+    refitCursor_ = nodes.size();
+    refitFinite_ = true;
+    return true;
+}
+
+void WideBvh::finishRefit(std::span<const BvhNode> binary) {
+    // Pre-order puts the wide nodes in the order of the binary nodes they stand for, so refitAt met them
+    // all; any it did not meet are made here all the same.
+    for (; refitCursor_ != 0; --refitCursor_)
+        refitNode(binary, refitCursor_ - 1);
+    foldable = refitFinite_;
+}
+
+void WideBvh::refitNode(std::span<const BvhNode> binary, std::size_t k) {
     const LaneOrderTable& table = laneOrderTable();
-    bool finite = true;
-    for (std::size_t k = 0; k < nodes.size(); ++k) {
-        WideBvhNode& wide = nodes[k];
-        const Source& source = sources_[k];
-        const BvhNode& split = binary[source.split];
-        const BvhNode& left = binary[source.split + 1];
-        const BvhNode& right = binary[split.index];
-        const bool leftInner = left.count == 0, rightInner = right.count == 0;
-        const std::uint64_t orders = table.orders[split.axis][leftInner ? left.axis : 0]
-                                                 [rightInner ? right.axis : 0][leftInner][rightInner];
-        std::memcpy(wide.order, &orders, sizeof orders);
-        const int laneCount = std::popcount(static_cast<unsigned>(wide.occupied));
+    WideBvhNode& wide = nodes[k];
+    const Source& source = sources_[k];
+    const BvhNode& split = binary[source.split];
+    const BvhNode& left = binary[source.split + 1];
+    const BvhNode& right = binary[split.index];
+    const bool leftInner = left.count == 0, rightInner = right.count == 0;
+    const std::uint64_t orders = table.orders[split.axis][leftInner ? left.axis : 0]
+                                             [rightInner ? right.axis : 0][leftInner][rightInner];
+    std::memcpy(wide.order, &orders, sizeof orders);
+    const int laneCount = std::popcount(static_cast<unsigned>(wide.occupied));
 #if defined(__SSE2__)
-        // The lanes' boxes turned into planes in registers: six stores where
-        // lane by lane makes twenty-four, and the check of the planes reads
-        // no stored value back. The unoccupied lanes get the empty box again.
-        constexpr float kInfinity = std::numeric_limits<float>::infinity();
-        __m128 lower[4], upper[4];
-        for (int lane = 0; lane < 4; ++lane) {
-            if (lane < laneCount) {
-                // Lower x, y, z, then upper x, y, z and the index, whose lane the transposition drops.
-                const BvhNode& box = binary[source.lanes[lane]];
-                lower[lane] = _mm_loadu_ps(&box.lower.x);
-                upper[lane] = _mm_loadu_ps(&box.upper.x);
-            } else {
-                lower[lane] = _mm_set1_ps(kInfinity);
-                upper[lane] = _mm_set1_ps(-kInfinity);
-            }
-        }
-        _MM_TRANSPOSE4_PS(lower[0], lower[1], lower[2], lower[3]);
-        _MM_TRANSPOSE4_PS(upper[0], upper[1], upper[2], upper[3]);
-        __m128 good = _mm_castsi128_ps(_mm_set1_epi32(-1));
-        for (int axis = 0; axis < 3; ++axis) {
-            _mm_store_ps(wide.planes[axis], lower[axis]);
-            _mm_store_ps(wide.planes[axis + 3], upper[axis]);
-            good = _mm_and_ps(good, _mm_cmple_ps(lower[axis], upper[axis]));
-            good = _mm_and_ps(good, _mm_cmpgt_ps(lower[axis], _mm_set1_ps(-kInfinity)));
-            good = _mm_and_ps(good, _mm_cmplt_ps(upper[axis], _mm_set1_ps(kInfinity)));
-        }
-        const unsigned lanes = static_cast<unsigned>(_mm_movemask_ps(good));
-        finite = finite && (lanes & wide.occupied) == wide.occupied;
-#else
-        for (int lane = 0; lane < laneCount; ++lane) {
+    // The lanes' boxes turned into planes in registers: six stores where
+    // lane by lane makes twenty-four, and the check of the planes reads
+    // no stored value back. The unoccupied lanes get the empty box again.
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    __m128 lower[4], upper[4];
+    for (int lane = 0; lane < 4; ++lane) {
+        if (lane < laneCount) {
+            // Lower x, y, z, then upper x, y, z and the index, whose lane the transposition drops.
             const BvhNode& box = binary[source.lanes[lane]];
-            writeBox(wide, lane, box.lower, box.upper);
+            lower[lane] = _mm_loadu_ps(&box.lower.x);
+            upper[lane] = _mm_loadu_ps(&box.upper.x);
+        } else {
+            lower[lane] = _mm_set1_ps(kInfinity);
+            upper[lane] = _mm_set1_ps(-kInfinity);
         }
-        finite = finite && finiteLanes(wide);
-#endif
     }
-    foldable = finite;
+    _MM_TRANSPOSE4_PS(lower[0], lower[1], lower[2], lower[3]);
+    _MM_TRANSPOSE4_PS(upper[0], upper[1], upper[2], upper[3]);
+    __m128 good = _mm_castsi128_ps(_mm_set1_epi32(-1));
+    for (int axis = 0; axis < 3; ++axis) {
+        _mm_store_ps(wide.planes[axis], lower[axis]);
+        _mm_store_ps(wide.planes[axis + 3], upper[axis]);
+        good = _mm_and_ps(good, _mm_cmple_ps(lower[axis], upper[axis]));
+        good = _mm_and_ps(good, _mm_cmpgt_ps(lower[axis], _mm_set1_ps(-kInfinity)));
+        good = _mm_and_ps(good, _mm_cmplt_ps(upper[axis], _mm_set1_ps(kInfinity)));
+    }
+    const unsigned lanes = static_cast<unsigned>(_mm_movemask_ps(good));
+    refitFinite_ = refitFinite_ && (lanes & wide.occupied) == wide.occupied;
+#else
+    for (int lane = 0; lane < laneCount; ++lane) {
+        const BvhNode& box = binary[source.lanes[lane]];
+        writeBox(wide, lane, box.lower, box.upper);
+    }
+    refitFinite_ = refitFinite_ && finiteLanes(wide);
+#endif
 }
 
 std::uint32_t WideBvh::emit(std::span<const BvhNode> binary, std::uint32_t node) {

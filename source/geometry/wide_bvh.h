@@ -71,6 +71,17 @@ public:
     // again where they stand, in one pass with no recursion, for the scene's tree, which keeps its shape
     // from step to step. Any other tree is built afresh.
     void refit(std::span<const BvhNode> binary);
+    // The same refit in pieces, for a caller that finishes the binary nodes from the last to the first and
+    // would otherwise read them all back: startRefit returns whether `binary` has the shape of the tree the
+    // last build copied (if not, build instead); then refitAt(binary, k) for every k from the last node
+    // down to 0, each once node k and every node after it are final; then finishRefit. Each wide node is
+    // made when the last of its binary nodes is, while they are still in cache.
+    bool startRefit(std::span<const BvhNode> binary);
+    void refitAt(std::span<const BvhNode> binary, std::size_t k) {
+        if (refitCursor_ != 0 && sources_[refitCursor_ - 1].split == k)
+            refitNode(binary, --refitCursor_);
+    }
+    void finishRefit(std::span<const BvhNode> binary);
     void clear() {
         nodes.clear();
         sources_.clear();
@@ -104,6 +115,8 @@ public:
 
 private:
     std::uint32_t emit(std::span<const BvhNode> binary, std::uint32_t node);
+    // Makes wide node k again from `binary`, noting in refitFinite_ whether its lanes are finite.
+    void refitNode(std::span<const BvhNode> binary, std::size_t k);
     // Per wide node, where the last build took it from: the binary inner node it stands for, and the
     // binary node of each occupied lane.
     struct Source {
@@ -113,6 +126,10 @@ private:
     std::vector<Source> sources_;
     // The length of the binary tree that the last build copied.
     std::size_t binarySize_ = 0;
+    // The refit in pieces: the wide nodes [0, refitCursor_) are still to be made, and whether those made
+    // so far have finite lanes.
+    std::size_t refitCursor_ = 0;
+    bool refitFinite_ = true;
     // Every plane of the binary tree finite and each box holding its children's.
     bool foldable = false;
 };

@@ -9,9 +9,11 @@
 namespace verdanium {
 namespace {
 
-// Slots on cache-line boundaries, so that an asteroid spans as few lines as its size allows.
+// Slots packed end to end, on no more than the alignment an asteroid needs: a
+// step streams through every slot, and slots rounded up to whole cache lines
+// would make it stream that padding too (the 352-byte asteroid took 384).
 SlotPool& asteroidPool() {
-    static SlotPool pool(1024, 64);
+    static SlotPool pool(1024, alignof(Asteroid));
     return pool;
 }
 

@@ -6,7 +6,7 @@ SlotPool::SlotPool(std::size_t slotsPerBlock, std::size_t alignment)
     : slotsPerBlock_(slotsPerBlock), alignment_(alignment) {}
 
 SlotPool& entityNodePool() {
-    static SlotPool pool(4096, alignof(std::max_align_t));
+    static SlotPool pool(4096, kEntityNodeAlignment);
     return pool;
 }
 

@@ -46,7 +46,10 @@ private:
 };
 
 // The pool of the entity maps' nodes: a map filled in key order lies in memory
-// in key order.
+// in key order. Its slots are aligned as pointers, all a node holds besides its
+// key: a node of 56 bytes then takes 56, not the 64 of the strictest
+// alignment, and a step's walk streams an eighth less of them.
+inline constexpr std::size_t kEntityNodeAlignment = alignof(void*);
 SlotPool& entityNodePool();
 
 // Allocator of the entity maps: single nodes from the pool, anything else from
@@ -60,6 +63,7 @@ struct EntityNodeAllocator {
     EntityNodeAllocator(const EntityNodeAllocator<U>&) {}
 
     T* allocate(std::size_t count) {
+        static_assert(alignof(T) <= kEntityNodeAlignment, "the node pool aligns its slots as pointers");
         if (count == 1)
             return static_cast<T*>(entityNodePool().allocate(sizeof(T)));
         return std::allocator<T>().allocate(count);

@@ -5,6 +5,7 @@
 #include "geometry/hit.h"
 #include "geometry/ray.h"
 #include "geometry/ray_transform.h"
+#include "geometry/scene_bvh.h"
 #include "support/gl_test_context.h"
 #include "world/entity.h"
 #include "world/scene.h"
@@ -118,6 +119,15 @@ BoundingBox checkSubtree(const Scene& scene, std::size_t k, std::size_t first, s
     if (last - first == 1) {
         EXPECT_TRUE(node.count == 1 && node.index == first) << "leaf " << k;
         box.extend(worldBox(first)); // the union of its one box, which leaves out NaN bounds
+        // The leaf's primitive record: its entity, world box and centroid, to the bit.
+        const EntityPrimitive& primitive = scene.hierarchy.primitives.at(first);
+        const BoundingBox world = worldBox(first);
+        const Vec3 centroid{key(first, 0), key(first, 1), key(first, 2)};
+        EXPECT_TRUE(primitive.entity == scene.hierarchy.leafItems[first] &&
+                    std::memcmp(&primitive.lower, &world.lower, sizeof(Vec3)) == 0 &&
+                    std::memcmp(&primitive.upper, &world.upper, sizeof(Vec3)) == 0 &&
+                    std::memcmp(&primitive.centroid, &centroid, sizeof(Vec3)) == 0)
+            << "primitive " << first;
     } else {
         EXPECT_EQ(node.count, 0) << "node " << k;
         BoundingBox centroids;
