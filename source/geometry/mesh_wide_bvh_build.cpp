@@ -181,26 +181,16 @@ struct MeshWideBuilder {
 
 namespace {
 
-// The bits of a finite float as an unsigned key that sorts as the float does (-0 just before 0).
-std::uint32_t orderedKey(float value) {
-    const auto bits = std::bit_cast<std::uint32_t>(value);
-    return bits & 0x80000000u ? ~bits : bits | 0x80000000u;
-}
-
-// Sorts by a byte at a time from the lowest: the planes of a mesh are many, with many repeats, which a
-// comparison sort would pay for in mispredicted branches at every build.
-void radixSort(std::vector<std::uint32_t>& keys, std::vector<std::uint32_t>& spare) {
-    spare.resize(keys.size());
-    for (int shift = 0; shift < 32; shift += 8) {
-        std::size_t starts[257] = {};
-        for (const std::uint32_t key : keys)
-            ++starts[((key >> shift) & 0xffu) + 1];
-        for (int digit = 0; digit < 256; ++digit)
-            starts[digit + 1] += starts[digit];
-        for (const std::uint32_t key : keys)
-            spare[starts[(key >> shift) & 0xffu]++] = key;
-        keys.swap(spare);
+// Puts `key` into `table` (see MeshWideBvh::planes), which has a free slot; returns whether it was not there
+// yet.
+bool insertPlane(std::vector<std::uint32_t>& table, std::uint32_t key) {
+    std::uint32_t slot = MeshWideBvh::planeSlot(key, table.size());
+    for (; table[slot] != MeshWideBvh::kNoPlane; slot = (slot + 1) & (table.size() - 1)) {
+        if (table[slot] == key)
+            return false;
     }
+    table[slot] = key;
+    return true;
 }
 
 } // namespace
@@ -230,31 +220,31 @@ void MeshWideBvh::build(std::span<const BvhNode> binary, std::span<const LeafTri
         clear();
         return;
     }
-    std::vector<std::uint32_t> keys, spare;
+    // The distinct planes of an axis are found by hashing them into a table large enough for every leaf
+    // plane, at most half full, then go into a table at most half full of the distinct ones alone, so that
+    // a probe ends after a slot or two. Which slot a plane takes may vary with the order of insertion; which
+    // planes the table holds does not.
+    std::size_t leaves = 0;
+    for (const BvhNode& node : binary)
+        leaves += node.count != 0;
+    std::vector<std::uint32_t> all, distinct;
+    distinct.reserve(2 * leaves);
     for (int axis = 0; axis < 3; ++axis) {
-        keys.clear();
+        all.assign(std::bit_ceil(4 * leaves), kNoPlane);
+        distinct.clear();
         for (const BvhNode& node : binary) {
             if (node.count != 0) {
-                keys.push_back(orderedKey(node.lower[axis]));
-                keys.push_back(orderedKey(node.upper[axis]));
+                for (const float plane : {node.lower[axis], node.upper[axis]}) {
+                    const std::uint32_t key = planeKey(plane);
+                    if (insertPlane(all, key))
+                        distinct.push_back(key);
+                }
             }
         }
-        radixSort(keys, spare);
-        std::vector<float> sorted;
-        for (const std::uint32_t key : keys)
-            sorted.push_back(std::bit_cast<float>(key & 0x80000000u ? key & 0x7fffffffu : ~key));
-        // -0 and 0 are neighbours and equal, as the lookup wants them.
-        sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
-        // At most half full, so that a probe ends after a slot or two.
         std::vector<std::uint32_t>& table = planes[axis];
-        table.assign(std::bit_ceil(2 * sorted.size()), kNoPlane);
-        for (const float plane : sorted) {
-            const std::uint32_t key = planeKey(plane);
-            std::uint32_t slot = planeSlot(key, table.size());
-            while (table[slot] != kNoPlane)
-                slot = (slot + 1) & (table.size() - 1);
-            table[slot] = key;
-        }
+        table.assign(std::bit_ceil(2 * distinct.size()), kNoPlane);
+        for (const std::uint32_t key : distinct)
+            insertPlane(table, key);
     }
 }
 
