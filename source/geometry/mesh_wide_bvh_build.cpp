@@ -63,27 +63,55 @@ struct MeshWideBuilder {
         leavesOf(right(node), lanes);
     }
 
-    // The lanes of `lanes` in the order the binary walk reaches them from `node` in the given octant, `bits`
-    // bits per position; the positions past them name the unused lanes up to `slots`.
-    unsigned laneOrder(std::uint32_t node, unsigned octant, const LaneList& lanes, int bits,
-                       unsigned slots) const {
-        unsigned order = 0;
-        int position = 0;
-        const auto visit = [&](const auto& self, std::uint32_t at) -> void {
+    // Per sign octant, the lanes of `lanes` in the order the binary walk reaches them from `node`, `bits`
+    // bits per position; the positions past them name the unused lanes up to `slots`. The binary subtree
+    // down to the lanes is copied once, in pre-order, each entry a lane or an inner node with its axis and
+    // its right child's entry (the left child's is the next one), and walked in each octant, the right child
+    // first where the octant's bit of the node's axis is set.
+    void laneOrders(std::uint32_t node, const LaneList& lanes, int bits, unsigned slots,
+                    std::uint32_t (&orders)[8]) const {
+        // A cut of at most eight lanes has at most seven inner nodes above it.
+        struct Entry {
+            std::uint8_t lane; // kInner for an inner node
+            std::uint8_t axis;
+            std::uint8_t right;
+        };
+        constexpr std::uint8_t kInner = 0xff;
+        Entry entries[15];
+        std::size_t count = 0;
+        const auto copy = [&](const auto& self, std::uint32_t at) -> void {
+            Entry& entry = entries[count++];
             for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
                 if (lanes[lane] == at) {
-                    order |= static_cast<unsigned>(lane) << (bits * position++);
+                    entry.lane = static_cast<std::uint8_t>(lane);
                     return;
                 }
             }
-            const bool rightFirst = (octant >> binary[at].axis) & 1u;
-            self(self, rightFirst ? right(at) : at + 1);
-            self(self, rightFirst ? at + 1 : right(at));
+            entry.lane = kInner;
+            entry.axis = binary[at].axis;
+            self(self, at + 1);
+            entry.right = static_cast<std::uint8_t>(count);
+            self(self, right(at));
         };
-        visit(visit, node);
-        for (auto lane = static_cast<unsigned>(lanes.size()); lane < slots; ++lane)
-            order |= lane << (bits * position++);
-        return order;
+        copy(copy, node);
+        for (unsigned octant = 0; octant < 8; ++octant) {
+            unsigned order = 0;
+            int position = 0;
+            const auto visit = [&](const auto& self, std::size_t at) -> void {
+                const Entry& entry = entries[at];
+                if (entry.lane != kInner) {
+                    order |= static_cast<unsigned>(entry.lane) << (bits * position++);
+                    return;
+                }
+                const bool rightFirst = (octant >> entry.axis) & 1u;
+                self(self, rightFirst ? entry.right : at + 1);
+                self(self, rightFirst ? at + 1 : entry.right);
+            };
+            visit(visit, 0);
+            for (auto lane = static_cast<unsigned>(lanes.size()); lane < slots; ++lane)
+                order |= lane << (bits * position++);
+            orders[octant] = order;
+        }
     }
 
     static bool finiteBox(const BvhNode& box) {
@@ -155,10 +183,8 @@ struct MeshWideBuilder {
                         cluster.triangles.edge2[axis][lane] = triangle.edge2[axis];
                     }
                 }
-                if (start == 0) {
-                    for (unsigned octant = 0; octant < 8; ++octant)
-                        cluster.order[octant] = laneOrder(node, octant, lanes, 3, 2 * kClusterSize);
-                }
+                if (start == 0)
+                    laneOrders(node, lanes, 3, 2 * kClusterSize, cluster.order);
                 copy.clusters.push_back(cluster);
             }
             return MeshWideBvh::cluster(first, lanes.size() > kClusterSize);
@@ -170,8 +196,7 @@ struct MeshWideBuilder {
         const std::size_t low = std::min<std::size_t>(lanes.size(), 4);
         setBoxes(wide.planes[0], lanes.data(), low);
         setBoxes(wide.planes[1], lanes.data() + low, lanes.size() - low);
-        for (unsigned octant = 0; octant < 8; ++octant)
-            wide.order[octant] = laneOrder(node, octant, lanes, 3, 8);
+        laneOrders(node, lanes, 3, 8, wide.order);
         for (std::size_t lane = 0; lane < 8; ++lane)
             wide.child[lane] = lane < lanes.size() ? emit(lanes[lane]) : 0;
         copy.nodes[self] = wide;
