@@ -79,6 +79,8 @@ struct MeshWideBuilder {
         constexpr std::uint8_t kInner = 0xff;
         Entry entries[15];
         std::size_t count = 0;
+        // The axes the inner nodes split on: the octant's other bits leave the order as it is.
+        unsigned axes = 0;
         const auto copy = [&](const auto& self, std::uint32_t at) -> void {
             Entry& entry = entries[count++];
             for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
@@ -89,12 +91,17 @@ struct MeshWideBuilder {
             }
             entry.lane = kInner;
             entry.axis = binary[at].axis;
+            axes |= 1u << entry.axis;
             self(self, at + 1);
             entry.right = static_cast<std::uint8_t>(count);
             self(self, right(at));
         };
         copy(copy, node);
         for (unsigned octant = 0; octant < 8; ++octant) {
+            if ((octant & axes) != octant) {
+                orders[octant] = orders[octant & axes];
+                continue;
+            }
             unsigned order = 0;
             int position = 0;
             const auto visit = [&](const auto& self, std::size_t at) -> void {
@@ -171,7 +178,8 @@ struct MeshWideBuilder {
             const auto first = static_cast<std::uint32_t>(copy.clusters.size());
             for (std::size_t start = 0; start < lanes.size(); start += kClusterSize) {
                 const std::size_t count = std::min<std::size_t>(kClusterSize, lanes.size() - start);
-                MeshCluster cluster{};
+                // Filled in place: no cluster is added while this one is filled.
+                MeshCluster& cluster = copy.clusters.emplace_back();
                 cluster.occupied =
                     static_cast<std::uint8_t>(setBoxes(cluster.planes, lanes.data() + start, count));
                 for (std::size_t lane = 0; lane < count; ++lane) {
@@ -185,7 +193,6 @@ struct MeshWideBuilder {
                 }
                 if (start == 0)
                     laneOrders(node, lanes, 3, 2 * kClusterSize, cluster.order);
-                copy.clusters.push_back(cluster);
             }
             return MeshWideBvh::cluster(first, lanes.size() > kClusterSize);
         }
