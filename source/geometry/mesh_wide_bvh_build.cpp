@@ -63,27 +63,62 @@ struct MeshWideBuilder {
         leavesOf(right(node), lanes);
     }
 
-    // The lanes of `lanes` in the order the binary walk reaches them from `node` in the given octant, `bits`
-    // bits per position; the positions past them name the unused lanes up to `slots`.
-    unsigned laneOrder(std::uint32_t node, unsigned octant, const LaneList& lanes, int bits,
-                       unsigned slots) const {
-        unsigned order = 0;
-        int position = 0;
-        const auto visit = [&](const auto& self, std::uint32_t at) -> void {
+    // Per sign octant, the lanes of `lanes` in the order the binary walk reaches them from `node`, `bits`
+    // bits per position; the positions past them name the unused lanes up to `slots`. The binary subtree
+    // down to the lanes is copied once, in pre-order, each entry a lane or an inner node with its axis and
+    // its right child's entry (the left child's is the next one), and walked in each octant, the right child
+    // first where the octant's bit of the node's axis is set.
+    void laneOrders(std::uint32_t node, const LaneList& lanes, int bits, unsigned slots,
+                    std::uint32_t (&orders)[8]) const {
+        // A cut of at most eight lanes has at most seven inner nodes above it.
+        struct Entry {
+            std::uint8_t lane; // kInner for an inner node
+            std::uint8_t axis;
+            std::uint8_t right;
+        };
+        constexpr std::uint8_t kInner = 0xff;
+        Entry entries[15];
+        std::size_t count = 0;
+        // The axes the inner nodes split on: the octant's other bits leave the order as it is.
+        unsigned axes = 0;
+        const auto copy = [&](const auto& self, std::uint32_t at) -> void {
+            Entry& entry = entries[count++];
             for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
                 if (lanes[lane] == at) {
-                    order |= static_cast<unsigned>(lane) << (bits * position++);
+                    entry.lane = static_cast<std::uint8_t>(lane);
                     return;
                 }
             }
-            const bool rightFirst = (octant >> binary[at].axis) & 1u;
-            self(self, rightFirst ? right(at) : at + 1);
-            self(self, rightFirst ? at + 1 : right(at));
+            entry.lane = kInner;
+            entry.axis = binary[at].axis;
+            axes |= 1u << entry.axis;
+            self(self, at + 1);
+            entry.right = static_cast<std::uint8_t>(count);
+            self(self, right(at));
         };
-        visit(visit, node);
-        for (auto lane = static_cast<unsigned>(lanes.size()); lane < slots; ++lane)
-            order |= lane << (bits * position++);
-        return order;
+        copy(copy, node);
+        for (unsigned octant = 0; octant < 8; ++octant) {
+            if ((octant & axes) != octant) {
+                orders[octant] = orders[octant & axes];
+                continue;
+            }
+            unsigned order = 0;
+            int position = 0;
+            const auto visit = [&](const auto& self, std::size_t at) -> void {
+                const Entry& entry = entries[at];
+                if (entry.lane != kInner) {
+                    order |= static_cast<unsigned>(entry.lane) << (bits * position++);
+                    return;
+                }
+                const bool rightFirst = (octant >> entry.axis) & 1u;
+                self(self, rightFirst ? entry.right : at + 1);
+                self(self, rightFirst ? at + 1 : entry.right);
+            };
+            visit(visit, 0);
+            for (auto lane = static_cast<unsigned>(lanes.size()); lane < slots; ++lane)
+                order |= lane << (bits * position++);
+            orders[octant] = order;
+        }
     }
 
     static bool finiteBox(const BvhNode& box) {
@@ -143,7 +178,8 @@ struct MeshWideBuilder {
             const auto first = static_cast<std::uint32_t>(copy.clusters.size());
             for (std::size_t start = 0; start < lanes.size(); start += kClusterSize) {
                 const std::size_t count = std::min<std::size_t>(kClusterSize, lanes.size() - start);
-                MeshCluster cluster{};
+                // Filled in place: no cluster is added while this one is filled.
+                MeshCluster& cluster = copy.clusters.emplace_back();
                 cluster.occupied =
                     static_cast<std::uint8_t>(setBoxes(cluster.planes, lanes.data() + start, count));
                 for (std::size_t lane = 0; lane < count; ++lane) {
@@ -155,11 +191,8 @@ struct MeshWideBuilder {
                         cluster.triangles.edge2[axis][lane] = triangle.edge2[axis];
                     }
                 }
-                if (start == 0) {
-                    for (unsigned octant = 0; octant < 8; ++octant)
-                        cluster.order[octant] = laneOrder(node, octant, lanes, 3, 2 * kClusterSize);
-                }
-                copy.clusters.push_back(cluster);
+                if (start == 0)
+                    laneOrders(node, lanes, 3, 2 * kClusterSize, cluster.order);
             }
             return MeshWideBvh::cluster(first, lanes.size() > kClusterSize);
         }
@@ -170,8 +203,7 @@ struct MeshWideBuilder {
         const std::size_t low = std::min<std::size_t>(lanes.size(), 4);
         setBoxes(wide.planes[0], lanes.data(), low);
         setBoxes(wide.planes[1], lanes.data() + low, lanes.size() - low);
-        for (unsigned octant = 0; octant < 8; ++octant)
-            wide.order[octant] = laneOrder(node, octant, lanes, 3, 8);
+        laneOrders(node, lanes, 3, 8, wide.order);
         for (std::size_t lane = 0; lane < 8; ++lane)
             wide.child[lane] = lane < lanes.size() ? emit(lanes[lane]) : 0;
         copy.nodes[self] = wide;
@@ -181,26 +213,16 @@ struct MeshWideBuilder {
 
 namespace {
 
-// The bits of a finite float as an unsigned key that sorts as the float does (-0 just before 0).
-std::uint32_t orderedKey(float value) {
-    const auto bits = std::bit_cast<std::uint32_t>(value);
-    return bits & 0x80000000u ? ~bits : bits | 0x80000000u;
-}
-
-// Sorts by a byte at a time from the lowest: the planes of a mesh are many, with many repeats, which a
-// comparison sort would pay for in mispredicted branches at every build.
-void radixSort(std::vector<std::uint32_t>& keys, std::vector<std::uint32_t>& spare) {
-    spare.resize(keys.size());
-    for (int shift = 0; shift < 32; shift += 8) {
-        std::size_t starts[257] = {};
-        for (const std::uint32_t key : keys)
-            ++starts[((key >> shift) & 0xffu) + 1];
-        for (int digit = 0; digit < 256; ++digit)
-            starts[digit + 1] += starts[digit];
-        for (const std::uint32_t key : keys)
-            spare[starts[(key >> shift) & 0xffu]++] = key;
-        keys.swap(spare);
+// Puts `key` into `table` (see MeshWideBvh::planes), which has a free slot; returns whether it was not there
+// yet.
+bool insertPlane(std::vector<std::uint32_t>& table, std::uint32_t key) {
+    std::uint32_t slot = MeshWideBvh::planeSlot(key, table.size());
+    for (; table[slot] != MeshWideBvh::kNoPlane; slot = (slot + 1) & (table.size() - 1)) {
+        if (table[slot] == key)
+            return false;
     }
+    table[slot] = key;
+    return true;
 }
 
 } // namespace
@@ -230,31 +252,31 @@ void MeshWideBvh::build(std::span<const BvhNode> binary, std::span<const LeafTri
         clear();
         return;
     }
-    std::vector<std::uint32_t> keys, spare;
+    // The distinct planes of an axis are found by hashing them into a table large enough for every leaf
+    // plane, at most half full, then go into a table at most half full of the distinct ones alone, so that
+    // a probe ends after a slot or two. Which slot a plane takes may vary with the order of insertion; which
+    // planes the table holds does not.
+    std::size_t leaves = 0;
+    for (const BvhNode& node : binary)
+        leaves += node.count != 0;
+    std::vector<std::uint32_t> all, distinct;
+    distinct.reserve(2 * leaves);
     for (int axis = 0; axis < 3; ++axis) {
-        keys.clear();
+        all.assign(std::bit_ceil(4 * leaves), kNoPlane);
+        distinct.clear();
         for (const BvhNode& node : binary) {
             if (node.count != 0) {
-                keys.push_back(orderedKey(node.lower[axis]));
-                keys.push_back(orderedKey(node.upper[axis]));
+                for (const float plane : {node.lower[axis], node.upper[axis]}) {
+                    const std::uint32_t key = planeKey(plane);
+                    if (insertPlane(all, key))
+                        distinct.push_back(key);
+                }
             }
         }
-        radixSort(keys, spare);
-        std::vector<float> sorted;
-        for (const std::uint32_t key : keys)
-            sorted.push_back(std::bit_cast<float>(key & 0x80000000u ? key & 0x7fffffffu : ~key));
-        // -0 and 0 are neighbours and equal, as the lookup wants them.
-        sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
-        // At most half full, so that a probe ends after a slot or two.
         std::vector<std::uint32_t>& table = planes[axis];
-        table.assign(std::bit_ceil(2 * sorted.size()), kNoPlane);
-        for (const float plane : sorted) {
-            const std::uint32_t key = planeKey(plane);
-            std::uint32_t slot = planeSlot(key, table.size());
-            while (table[slot] != kNoPlane)
-                slot = (slot + 1) & (table.size() - 1);
-            table[slot] = key;
-        }
+        table.assign(std::bit_ceil(2 * distinct.size()), kNoPlane);
+        for (const std::uint32_t key : distinct)
+            insertPlane(table, key);
     }
 }
 
